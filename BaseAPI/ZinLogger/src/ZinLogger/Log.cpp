@@ -1,0 +1,64 @@
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <string>
+
+#include "LineFormat.h"
+#include "PlainField.h"
+#include "RecentLogCache.h"
+#include "ZinLogger.h"
+#include "ZinLoggerPrivate.h"
+#include "ZinSafeString.h"
+
+namespace {
+
+constexpr std::size_t lineBufferSize = 2048;
+constexpr std::size_t longestText = 2046;  // header and message
+static_assert(longestText + 2 == lineBufferSize, "room for a newline and a NUL");
+
+// Writes the whole line into `line`. False: there is nothing to log.
+bool FormatLine(char (&line)[lineBufferSize], LogLevel level, const char* file, int sourceLine,
+                const char* function, const char* tag, const char* format, std::va_list values) {
+  const int callersErrno = errno;
+  const std::int64_t headerResult =
+      FormatLogHeader(line, lineBufferSize, longestText, level, file, sourceLine, function, tag);
+  if (headerResult == 0) return false;
+  if (headerResult < 0) return true;  // the part of the header that fits is the line
+  const auto headerLength = static_cast<std::size_t>(headerResult);
+
+  errno = callersErrno;  // for %m
+  const int messageResult = vsnprintf_s(line + headerLength, lineBufferSize - headerLength,
+                                        longestText - headerLength, format, values);
+  // Deliberate: a message that formats to nothing makes no line at all.
+  if (messageResult == 0) return false;
+  // Deliberate: a line that was cut has no newline.
+  if (messageResult < 0) return true;
+
+  const std::size_t end = headerLength + static_cast<std::size_t>(messageResult);
+  if (line[end - 1] != '\n') {
+    line[end] = '\n';
+    line[end + 1] = '\0';
+  }
+  return true;
+}
+
+}  // namespace
+
+void ZinLogger::Log(const char* file, int line, const char* function, const char* tag,
+                    const char* subDirKey, LogLevel level, const char* format, ...) noexcept {
+  ZinLoggerPrivate* const state = LoadPlain(d);
+  if (state == nullptr) return;
+  if (level > LoadPlain(state->logLevel)) return;
+
+  const int callersErrno = errno;
+  char text[lineBufferSize];
+  std::va_list values;
+  va_start(values, format);
+  const bool hasText = FormatLine(text, level, file, line, function, tag, format, values);
+  va_end(values);
+  if (hasText) {
+    state->forcedLog(subDirKey, text);
+    RecentLogCache::Instance().Append(text);
+  }
+  errno = callersErrno;
+}

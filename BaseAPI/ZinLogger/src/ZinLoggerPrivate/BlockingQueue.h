@@ -1,0 +1,92 @@
+// Carries finished lines from any number of caller threads to a worker.
+#ifndef ZIN_BLOCKING_QUEUE_H
+#define ZIN_BLOCKING_QUEUE_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <utility>
+
+// first: sub-directory key, "" for the channel's directory itself.
+// second: the finished line; empty in an exit marker, which ends the worker.
+using LogRecord = std::pair<std::string, std::string>;
+
+// A Push never waits: when the queue is full or not running, the record is
+// dropped and nobody is told. Callers stay fast; a slow disk costs lines.
+//
+// Generations tell workers apart. A start after a stop was requested begins a
+// new generation; a worker of an earlier one, held up in a slow system call
+// while the stop timed out, finds out when it comes back and leaves without
+// taking records or stopping its successor. A second start without a stop adds
+// a worker to the same generation.
+//
+// One condition variable serves the workers and the stopping threads, and is
+// always notified for one. A notification may therefore wake a thread that has
+// no use for it, so every thread that leaves for good wakes the next.
+//
+// Thread-safe. The mutex is a leaf: nothing is called while it is held. Its
+// operations throw std::system_error when it cannot be locked.
+class BlockingQueue {
+ public:
+  using Generation = std::uint64_t;
+
+  explicit BlockingQueue(std::uint64_t initialCapacity) : capacity(initialCapacity) {}
+  BlockingQueue(const BlockingQueue&) = delete;
+  BlockingQueue& operator=(const BlockingQueue&) = delete;
+
+  // Records, not bytes. Takes effect with the next Push.
+  void SetCapacity(std::uint64_t newCapacity);
+
+  // Accepts records from now on, and returns the generation that a worker
+  // started for it belongs to. Exit markers left by earlier stops are
+  // discarded, so that they cannot end the new worker; lines stay queued.
+  Generation Start();
+
+  // Refuses records from now on, unless the worker's generation is over.
+  // Called by each worker as it leaves; wakes one waiter either way.
+  void MarkStopped(Generation worker);
+
+  // Read without the mutex: the answer may be stale by the time it is used.
+  bool IsRunning() const noexcept;
+  std::uint64_t Size() const noexcept;
+
+  // Appends a record if there is room and the queue is running.
+  void Push(std::string first, std::string second);
+
+  // Appends the exit marker (two empty strings) whatever capacity and running
+  // say, so that a full queue can always be stopped. Any failure ends the
+  // process: the stop path has no one to report to.
+  void PushExitMarker() noexcept;
+
+  // Waits for the oldest record and takes it. Returns an exit marker when the
+  // worker is to leave: its generation is over, or nothing is left in a queue
+  // that no longer runs.
+  LogRecord WaitPop(Generation worker);
+
+  // Waits until the queue is no longer running or is started anew, at most 10
+  // seconds. Does not tell which.
+  void WaitUntilStopped();
+
+  // Around fork: the forking thread holds the mutex, so that the child finds
+  // the records whole. The child's queue is empty and stopped, whatever its
+  // parent did, and knows nothing of the parent's waiting threads.
+  void LockForFork() { mutex.lock(); }
+  void UnlockInParent() { mutex.unlock(); }
+  void ResetInChild();
+
+ private:
+  void Append(std::string first, std::string second);
+
+  std::deque<LogRecord> records;  // oldest at the front; guarded by mutex
+  std::mutex mutex;
+  std::condition_variable condition;
+  std::uint64_t capacity;            // records, not bytes; guarded by mutex
+  bool running = false;              // written under mutex, read without
+  std::uint64_t recordCount = 0;     // records.size(), for readers without the mutex
+  bool stopRequested = false;        // since the last Start; guarded by mutex
+  Generation currentGeneration = 0;  // guarded by mutex
+};
+
+#endif  // ZIN_BLOCKING_QUEUE_H

@@ -1,0 +1,67 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <string_view>
+
+#include "FileModes.h"
+#include "LineFormat.h"
+#include "LogFileWriter.h"
+
+namespace {
+
+constexpr std::string_view logSuffix = ".log";
+constexpr std::uint32_t sequenceCount = 1000;
+constexpr std::size_t stampSize = 32;
+
+// Seventeen digits of time, a hyphen, three of sequence, a hyphen, and a
+// process id of up to nine.
+static_assert(17 + 1 + 3 + 1 + 9 <= stampSize - 1);
+
+// Deliberate: a path without the suffix has an empty stem, so its file moves
+// into the working directory of the process.
+std::string StemOf(const std::string& path) {
+  if (path.size() <= logSuffix.size() || !path.ends_with(logSuffix)) return {};
+  return path.substr(0, path.size() - logSuffix.size());
+}
+
+std::uint32_t TakeSequence(std::uint32_t& next) {
+  const std::uint32_t taken = next;
+  next = next + 1 == sequenceCount ? 0 : next + 1;
+  return taken;
+}
+
+// Fails with EEXIST, and touches nothing, when `to` exists.
+bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system or kernel that cannot promise it: look first, then rename.
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace
+
+void LogFileWriter::RotateFile(const std::string& path) {
+  const std::string stem = StemOf(path);
+  std::string rotatedName;
+  // Names are taken when the process restarted within a millisecond, or wrote
+  // more than 1000 files in one; a full round of sequences is all there is.
+  for (std::uint32_t attempt = 0; attempt < sequenceCount; ++attempt) {
+    std::array<char, stampSize> stamp{};
+    const std::uint32_t sequence = TakeSequence(rotationSequence);
+    (void)FormatFileStamp(stamp.data(), stamp.size(), stamp.size() - 1,
+                          static_cast<std::int32_t>(sequence));
+    rotatedName = stem + "_" + stamp.data() + std::string(logSuffix);
+    if (RenameWithoutReplacing(path, rotatedName)) return;
+    if (errno != EEXIST) break;
+  }
+  // Deliberate: only after a failed rename, and on the new name.
+  (void)chmod(rotatedName.c_str(), unrenamedFileMode);
+}

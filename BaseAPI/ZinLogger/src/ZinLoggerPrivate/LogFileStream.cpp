@@ -1,0 +1,74 @@
+#include "LogFileStream.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+
+#include "FileModes.h"
+
+namespace {
+
+// Occupies those of the descriptors 0, 1 and 2 that the process has closed,
+// so that an open cannot get them, not even for a moment in which another
+// thread writes to standard error. The placeholder can be neither read nor
+// written, and needs no path: a chroot may have no /dev/null.
+class StandardDescriptorGuard {
+ public:
+  StandardDescriptorGuard() {
+    for (int& placeholder : placeholders) {
+      const int descriptor = epoll_create1(EPOLL_CLOEXEC);
+      if (descriptor > STDERR_FILENO) {
+        (void)close(descriptor);
+        break;
+      }
+      placeholder = descriptor;
+    }
+  }
+  ~StandardDescriptorGuard() {
+    for (const int placeholder : placeholders) {
+      if (placeholder >= 0) (void)close(placeholder);
+    }
+  }
+  StandardDescriptorGuard(const StandardDescriptorGuard&) = delete;
+  StandardDescriptorGuard& operator=(const StandardDescriptorGuard&) = delete;
+
+ private:
+  std::array<int, STDERR_FILENO + 1> placeholders{-1, -1, -1};
+};
+
+}  // namespace
+
+std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path) {
+  const StandardDescriptorGuard guard;
+  const int descriptor =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, logFileMode);
+  if (descriptor < 0) return nullptr;
+  return std::unique_ptr<LogFileStream>(new LogFileStream(descriptor));
+}
+
+LogFileStream::~LogFileStream() {
+  (void)close(descriptor);
+}
+
+void LogFileStream::Write(const std::string& text) noexcept {
+  const char* next = text.data();
+  std::size_t left = text.size();
+  while (left > 0) {
+    const ssize_t written = write(descriptor, next, left);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    next += written;
+    left -= static_cast<std::size_t>(written);
+  }
+}
+
+bool IsReadable(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return false;
+  (void)close(descriptor);
+  return true;
+}

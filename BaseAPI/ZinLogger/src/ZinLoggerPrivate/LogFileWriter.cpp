@@ -1,0 +1,68 @@
+#include "LogFileWriter.h"
+
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "FileModes.h"
+#include "MakeDirs.h"
+#include "Retention.h"
+#include "ZinDir.h"
+#include "ZinDirOwnership.h"
+
+LogFileWriter::LogFileWriter(std::string name, std::string dir, std::int64_t keep,
+                             std::uint64_t limit)
+    : fileName(std::move(name)), directory(std::move(dir)), keepCount(keep), sizeLimit(limit) {}
+
+LogFileWriter::~LogFileWriter() noexcept = default;
+
+std::string LogFileWriter::DirectoryOf(const std::string& subDirKey) const {
+  return subDirKey.empty() ? directory : directory + "/" + subDirKey;
+}
+
+void LogFileWriter::WriteLine(const std::string& subDirKey, const std::string& line) {
+  auto found = openFiles.find(subDirKey);
+  if (found == openFiles.end()) {
+    OpenFile(subDirKey);
+    found = openFiles.find(subDirKey);
+    if (found == openFiles.end()) return;
+  }
+  OpenLogFile& file = *found->second;
+  if (file.stream == nullptr) {
+    openFiles.erase(found);
+    return;
+  }
+  file.stream->Write(line);
+  // Deliberate: counted whether or not the write succeeded.
+  file.bytesWritten += line.size();
+  if (file.bytesWritten > sizeLimit) {
+    OpenFile(subDirKey);
+    RemoveExcessRotatedFiles(*this, subDirKey);
+  }
+}
+
+void LogFileWriter::OpenFile(const std::string& subDirKey) {
+  openFiles.erase(subDirKey);
+
+  const std::string targetDirectory = DirectoryOf(subDirKey);
+  const std::string path = targetDirectory + "/" + fileName;
+  // Deliberate: the answer is not used; the open below finds out by itself.
+  (void)ZinIsPathResolvable(path.c_str(), static_cast<int>(path.size()));
+  if (IsReadable(path)) RotateFile(path);
+  if (!ZinMakeDirs(targetDirectory)) return;
+
+  std::unique_ptr<LogFileStream> stream = LogFileStream::Open(path);
+  // Deliberate: mode and owner are set even when the open failed.
+  (void)chmod(path.c_str(), logFileMode);
+  // Deliberate: given a file, this sets its owner and then reports that it
+  // cannot open the path as a directory.
+  (void)ZinChownDirAndFirstDepthFiles(path.c_str(), serviceAccount);
+  if (targetDirectory.find("metrics") != std::string::npos) {
+    (void)chmod(path.c_str(), metricsFileMode);
+  }
+  if (stream == nullptr) return;
+
+  auto file = std::make_unique<OpenLogFile>();
+  file->stream = std::move(stream);
+  openFiles.insert_or_assign(subDirKey, std::move(file));
+}

@@ -1,0 +1,60 @@
+// Owns the open output files of one channel: one per sub-directory key, all of
+// the same name.
+#ifndef ZIN_LOG_FILE_WRITER_H
+#define ZIN_LOG_FILE_WRITER_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "LogFileStream.h"
+
+struct OpenLogFile {
+  std::uint64_t bytesWritten = 0;  // since it was opened, failed writes included
+  std::unique_ptr<LogFileStream> stream;
+};
+
+// Files are opened by the first line for them and stay open until they rotate
+// or the writer is destroyed. Every line is handed to the kernel at once, so a
+// crash loses at most the line being written.
+//
+// For one thread, the worker, on whose stack it lives. No operation reports a
+// failure: a line whose file cannot be opened is dropped, and the next line
+// tries again.
+class LogFileWriter {
+ public:
+  // sizeLimit in bytes; keepCount in files, may be negative.
+  LogFileWriter(std::string fileName, std::string directory, std::int64_t keepCount,
+                std::uint64_t sizeLimit);
+
+  // Closes all files.
+  ~LogFileWriter() noexcept;
+  LogFileWriter(const LogFileWriter&) = delete;
+  LogFileWriter& operator=(const LogFileWriter&) = delete;
+
+  // Appends `line` as it stands to the file of `subDirKey`. The line that takes
+  // the file past the size limit is written whole; then the file is rotated.
+  void WriteLine(const std::string& subDirKey, const std::string& line);
+
+  // Opens the file of `subDirKey` new and empty, with mode and owner set. A
+  // file that is there already, open or left by an earlier run, is rotated
+  // away first.
+  void OpenFile(const std::string& subDirKey);
+
+  // Renames `path` to its time-stamped name. Never overwrites a file: when the
+  // name is taken, a fresh stamp is. When the rename fails, the file stays.
+  void RotateFile(const std::string& path);
+
+  // The directory in which the file of `subDirKey` stands.
+  std::string DirectoryOf(const std::string& subDirKey) const;
+
+  const std::string fileName;
+  const std::string directory;
+  std::map<std::string, std::unique_ptr<OpenLogFile>> openFiles;  // by sub-directory key
+  const std::int64_t keepCount;        // rotated files kept next to a live one
+  const std::uint64_t sizeLimit;       // bytes; a file that grows past it is rotated
+  std::uint32_t rotationSequence = 0;  // 0 to 999, shared by all keys
+};
+
+#endif  // ZIN_LOG_FILE_WRITER_H

@@ -1,0 +1,88 @@
+#include "ZinDirOwnership.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <vector>
+
+#include "DirectoryEntries.h"
+#include "SelfLog.h"
+
+namespace {
+
+constexpr int failure = -10000;
+constexpr const char* thisUnit = "BaseAPI/ZinLogger/src/unix/ZinDir";
+constexpr const char* thisFunction = "ZinChownDirAndFirstDepthFiles";
+
+struct Account {
+  uid_t user;
+  gid_t group;
+};
+
+// No account: `error` is that of the lookup, 0 when the name is just unknown.
+std::optional<Account> FindAccount(const char* name, int& error) {
+  constexpr std::size_t firstBufferSize = 1024;
+  constexpr std::size_t largestBufferSize = std::size_t{1} << 20;
+  for (std::size_t size = firstBufferSize; size <= largestBufferSize; size *= 2) {
+    std::vector<char> buffer(size);
+    passwd record{};
+    passwd* found = nullptr;
+    error = getpwnam_r(name, &record, buffer.data(), buffer.size(), &found);
+    if (error == ERANGE) continue;
+    if (found == nullptr) return std::nullopt;
+    return Account{found->pw_uid, found->pw_gid};
+  }
+  return std::nullopt;
+}
+
+// Changes a link itself, not what it points to.
+bool ChangeOwner(const char* path, const Account& account) {
+  if (lchown(path, account.user, account.group) == 0) return true;
+  const int error = errno;
+  ZIN_SELF_LOG(thisUnit, thisFunction, ERROR, "Failed to lchown to user, error:%d", error);
+  return false;
+}
+
+bool IsFile(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+}  // namespace
+
+int ZinChownDirAndFirstDepthFiles(const char* dir, const char* owner) {
+  int error = 0;
+  const std::optional<Account> account = FindAccount(owner, error);
+  if (!account) {
+    if (FailedOwnerNames::Instance().Insert(owner)) {
+      ZIN_SELF_LOG(thisUnit, thisFunction, ERROR, "Can't get user name id, errno: %d, owner = %s",
+                   error, owner);
+    }
+    return failure;
+  }
+  if (!ChangeOwner(dir, *account)) return failure;
+
+  DirectoryEntries entries(dir);
+  if (!entries.IsOpen()) {
+    ZIN_SELF_LOG(thisUnit, thisFunction, ERROR, "Failed open dir,path=%s", dir);
+    return failure;
+  }
+  while (const char* const name = entries.Next()) {
+    const std::string child = std::string(dir) + "/" + name;
+    if (IsFile(child) && !ChangeOwner(child.c_str(), *account)) return failure;
+  }
+  return 0;
+}
+
+FailedOwnerNames& FailedOwnerNames::Instance() {
+  static FailedOwnerNames& instance = *new FailedOwnerNames;
+  return instance;
+}
+
+bool FailedOwnerNames::Insert(const char* owner) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return names.insert(owner).second;
+}
