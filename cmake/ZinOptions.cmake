@@ -1,0 +1,29 @@
+# How our own targets are compiled. Nothing here reaches a consumer.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build" FORCE)
+endif()
+
+option(ZIN_WARNINGS_AS_ERRORS "Treat warnings as errors (for developers of the library)" OFF)
+set(ZIN_SANITIZERS "" CACHE STRING "Sanitizers for -fsanitize=, for example address,undefined")
+
+add_library(ZinBuildFlags INTERFACE)
+target_compile_options(
+  ZinBuildFlags
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wsign-conversion
+            -Wnon-virtual-dtor
+            -Wold-style-cast
+            -Wundef
+            -Wformat=2
+            $<$<BOOL:${ZIN_WARNINGS_AS_ERRORS}>:-Werror>)
+if(ZIN_SANITIZERS)
+  target_compile_options(
+    ZinBuildFlags INTERFACE -fsanitize=${ZIN_SANITIZERS} -fno-sanitize-recover=all
+                            -fno-omit-frame-pointer)
+  target_link_options(ZinBuildFlags INTERFACE -fsanitize=${ZIN_SANITIZERS})
+endif()
