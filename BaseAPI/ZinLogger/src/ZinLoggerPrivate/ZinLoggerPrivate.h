@@ -88,6 +88,10 @@ class ZIN_LOGGER_API ZinLoggerPrivate {
   BlockingQueue logQueue{0};
   BlockingQueue metricsQueue{0};
   std::mutex metricsBufferMutex;  // guards the facade's metricsBuffer
+
+ private:
+  void StartChannel(bool isLog, int keepFiles, int fileSizeMiB, unsigned long queueCapacity,
+                    std::string fileName, std::string directory);
 };
 
 #endif  // ZIN_LOGGER_PRIVATE_H
