@@ -58,6 +58,7 @@ void ZinLogger::Log(const char* file, int line, const char* function, const char
   va_end(values);
   if (hasText) {
     state->forcedLog(subDirKey, text);
+    // Deliberate: whether the line was queued, dropped or sent to standard error.
     RecentLogCache::Instance().Append(text);
   }
   errno = callersErrno;

@@ -95,6 +95,7 @@ void ZinLogger::Metrics(const char* fmt, ...) noexcept {
   errno = callersErrno;
 }
 
+// Deliberate: it sets, despite its name.
 void ZinLogger::MetricsGetPrivSwitch(int value) {
   if (ZinLoggerPrivate* const state = LoadPlain(d)) StorePlain(state->metricsPrivSwitch, value);
 }

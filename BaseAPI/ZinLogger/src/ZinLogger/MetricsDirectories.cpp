@@ -11,6 +11,7 @@ constexpr const char* metricsDirectory = "metrics";
 void ZinLogger::SetClientMetricsLogDir(const std::string& baseDir) {
   ZinLoggerPrivate* const state = LoadPlain(d);
   if (state == nullptr || baseDir.empty()) return;
+  // Deliberate: only one trailing separator is looked at, more of them stay.
   const char* const separator = baseDir.back() == '/' ? "" : "/";
   state->SetClientMetricsLogDir(baseDir + separator + metricsDirectory);
 }

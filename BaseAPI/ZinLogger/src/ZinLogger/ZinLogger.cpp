@@ -35,12 +35,15 @@ bool ZinLogger::StartSystem(const char* fileName, const char* dir, int keepFiles
   // Deliberate: before any check, so a refused start leaves both behind.
   StorePlain(state->logLevel, level);
   StorePlain(state->logRunning, true);
+  // Deliberate: a null name shuts both channels down, and that succeeds.
   if (fileName == nullptr) {
     StopSystem();
     return true;
   }
   const std::string name = fileName;
   const std::string directory = dir == nullptr ? "." : dir;
+  // Deliberate: the unnamed argument is ignored, the directory always checked;
+  // the metrics start passes its own argument on.
   if (!IsLogPathValid(name, directory, true)) return false;
   state->logName = name;
   state->LoopWorking(keepFiles, fileSizeMiB, queueCapacity, name, directory);

@@ -99,6 +99,8 @@ void ZinLoggerPrivate::LogWorkTask(std::string fileName, std::string directory, 
 void ZinLoggerPrivate::DeleteDir(const char* directory, bool enabled, bool metricsChannel) const {
   if (directory == nullptr || !enabled) return;
   const RetentionLimits& limits = metricsChannel ? metricsLimits : logLimits;
+  // Deliberate: no stop reaches this loop; it ends with the process, and every
+  // start adds one.
   for (;;) {
     RunRetentionPass(directory, limits);
     ZinSleep(retentionPeriodMilliseconds);

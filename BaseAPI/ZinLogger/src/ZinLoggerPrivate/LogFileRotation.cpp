@@ -62,6 +62,7 @@ void LogFileWriter::RotateFile(const std::string& path) {
     if (RenameWithoutReplacing(path, rotatedName)) return;
     if (errno != EEXIST) break;
   }
-  // Deliberate: only after a failed rename, and on the new name.
+  // Deliberate: only after a failed rename, and on the new name. The file stays
+  // where it is, and the open that follows empties it.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);
 }

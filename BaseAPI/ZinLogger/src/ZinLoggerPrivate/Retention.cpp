@@ -21,8 +21,10 @@ std::vector<DatedFile> SortByAge(const std::vector<std::string>& files) {
   dated.reserve(files.size());
   for (const std::string& path : files) {
     const std::uint64_t modifyTime = ZinGetFileModifyTime(path);
+    // Deliberate: a file dated at the epoch looks like one that vanished.
     if (modifyTime != 0) dated.push_back({modifyTime, path});
   }
+  // Deliberate: by time alone; files of the same second go in any order.
   std::sort(dated.begin(), dated.end(), [](const DatedFile& left, const DatedFile& right) {
     return left.modifyTime < right.modifyTime;
   });
@@ -64,6 +66,7 @@ void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCo
 
   std::uint64_t excess = 0;
   if (totalBytes > maxBytes) {
+    // Deliberate: a spare MiB is freed, which makes room for the next file.
     excess = CountToFree(oldestFirst, totalBytes - maxBytes + bytesPerMiB);
   }
   if (fileCount > maxCount) {

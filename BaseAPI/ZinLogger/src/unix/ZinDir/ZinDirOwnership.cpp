@@ -65,11 +65,13 @@ int ZinChownDirAndFirstDepthFiles(const char* dir, const char* owner) {
   }
   if (!ChangeOwner(dir, *account)) return failure;
 
+  // Deliberate: a log file's path comes here, too, and is reported each time.
   DirectoryEntries entries(dir);
   if (!entries.IsOpen()) {
     ZIN_SELF_LOG(thisUnit, thisFunction, ERROR, "Failed open dir,path=%s", dir);
     return failure;
   }
+  // Deliberate: the first failure ends the walk; later files keep their owner.
   while (const char* const name = entries.Next()) {
     const std::string child = std::string(dir) + "/" + name;
     if (IsFile(child) && !ChangeOwner(child.c_str(), *account)) return failure;
