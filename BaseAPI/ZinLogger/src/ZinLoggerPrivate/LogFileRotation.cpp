@@ -48,9 +48,10 @@ bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-void LogFileWriter::RotateFile(const std::string& path) {
+bool LogFileWriter::RotateFile(const std::string& path) {
   const std::string stem = StemOf(path);
   std::string rotatedName;
+  int error = 0;
   // Names are taken when the process restarted within a millisecond, or wrote
   // more than 1000 files in one; a full round of sequences is all there is.
   for (std::uint32_t attempt = 0; attempt < sequenceCount; ++attempt) {
@@ -59,10 +60,12 @@ void LogFileWriter::RotateFile(const std::string& path) {
     (void)FormatFileStamp(stamp.data(), stamp.size(), stamp.size() - 1,
                           static_cast<std::int32_t>(sequence));
     rotatedName = stem + "_" + stamp.data() + std::string(logSuffix);
-    if (RenameWithoutReplacing(path, rotatedName)) return;
-    if (errno != EEXIST) break;
+    if (RenameWithoutReplacing(path, rotatedName)) return true;
+    error = errno;
+    if (error != EEXIST) break;
   }
   // Deliberate: only after a failed rename, and on the new name. The file stays
   // where it is, and the open that follows empties it.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);
+  return error == ENOENT;
 }

@@ -42,10 +42,25 @@ class StandardDescriptorGuard {
 
 }  // namespace
 
-std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path) {
-  const StandardDescriptorGuard guard;
-  const int descriptor =
-      open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, logFileMode);
+std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path, Existing existing) {
+  const int treatment = existing == Existing::Empty ? O_TRUNC : O_EXCL;
+  int descriptor = -1;
+  int error = 0;
+  {
+    const StandardDescriptorGuard guard;
+    descriptor =
+        open(path.c_str(), O_WRONLY | O_CREAT | treatment | O_CLOEXEC | O_NOCTTY, logFileMode);
+    error = errno;
+  }
+  if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+    // There was no placeholder to be had, or another thread has closed a
+    // standard stream just now.
+    const int low = descriptor;
+    descriptor = fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    error = errno;
+    (void)close(low);
+  }
+  errno = error;
   if (descriptor < 0) return nullptr;
   return std::unique_ptr<LogFileStream>(new LogFileStream(descriptor));
 }

@@ -10,11 +10,17 @@
 // a later one could repeat. For use by one thread.
 class LogFileStream {
  public:
-  // Opens `path` for writing, empties it, creates it with mode 0640 if needed.
-  // The descriptor is closed on exec and never 0, 1 or 2: a service that has
-  // closed its standard streams must not get its log file as standard error.
-  // Null when the file cannot be opened.
-  static std::unique_ptr<LogFileStream> Open(const std::string& path);
+  // What Open does with a file that is there already.
+  enum class Existing { Empty, Refuse };
+
+  // Opens `path` for writing and creates it, if needed, with mode 0640. The
+  // descriptor is closed on exec and never 0, 1 or 2: a service that has closed
+  // its standard streams must not get its log file as standard error.
+  //
+  // Null when the file cannot be opened, with the reason in errno: EEXIST when
+  // a file that is there was refused.
+  static std::unique_ptr<LogFileStream> Open(const std::string& path,
+                                             Existing existing = Existing::Empty);
 
   // Closes the descriptor; a failure is ignored.
   ~LogFileStream();
@@ -32,7 +38,7 @@ class LogFileStream {
   int descriptor;
 };
 
-// Whether `path` can be opened for reading.
+// Whether `path` can be opened for reading; if not, errno tells why.
 bool IsReadable(const std::string& path);
 
 #endif  // ZIN_LOG_FILE_STREAM_H

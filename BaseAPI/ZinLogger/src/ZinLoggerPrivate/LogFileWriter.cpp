@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "FileModes.h"
@@ -9,6 +10,17 @@
 #include "Retention.h"
 #include "ZinDir.h"
 #include "ZinDirOwnership.h"
+
+namespace {
+
+// A file that turned up at a free name is not touched (EEXIST); one that could
+// not be moved aside is emptied.
+std::unique_ptr<LogFileStream> OpenEmpty(const std::string& path, bool nameIsFree) {
+  using Existing = LogFileStream::Existing;
+  return LogFileStream::Open(path, nameIsFree ? Existing::Refuse : Existing::Empty);
+}
+
+}  // namespace
 
 LogFileWriter::LogFileWriter(std::string name, std::string dir, std::int64_t keep,
                              std::uint64_t limit)
@@ -48,10 +60,16 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
   const std::string path = targetDirectory + "/" + fileName;
   // Deliberate: the answer is not used; the open below finds out by itself.
   (void)ZinIsPathResolvable(path.c_str(), static_cast<int>(path.size()));
-  if (IsReadable(path)) RotateFile(path);
+  bool nameIsFree = IsReadable(path) ? RotateFile(path) : errno == ENOENT;
   if (!ZinMakeDirs(targetDirectory)) return;
 
-  std::unique_ptr<LogFileStream> stream = LogFileStream::Open(path);
+  std::unique_ptr<LogFileStream> stream = OpenEmpty(path, nameIsFree);
+  while (stream == nullptr && nameIsFree && errno == EEXIST) {
+    // A second worker of the channel was faster: its file is moved aside, too,
+    // for emptied it would lose lines. A dangling link is followed.
+    nameIsFree = IsReadable(path) && RotateFile(path);
+    stream = OpenEmpty(path, nameIsFree);
+  }
   // Deliberate: mode and owner are set even when the open failed.
   (void)chmod(path.c_str(), logFileMode);
   // Deliberate: given a file, this sets its owner and then reports that it

@@ -44,7 +44,8 @@ class LogFileWriter {
 
   // Renames `path` to its time-stamped name. Never overwrites a file: when the
   // name is taken, a fresh stamp is. When the rename fails, the file stays.
-  void RotateFile(const std::string& path);
+  // Returns whether the name `path` is free now.
+  bool RotateFile(const std::string& path);
 
   // The directory in which the file of `subDirKey` stands.
   std::string DirectoryOf(const std::string& subDirKey) const;
