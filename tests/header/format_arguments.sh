@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# A call of Log or Metrics whose arguments do not match its format must not get
+# past a compiler that is told to mind formats.
+set -euo pipefail
+
+if [[ $# -ne 2 || ! -f $1/ZinLogger.h ]]; then
+  echo "usage: format_arguments.sh <directory of ZinLogger.h> <compiler>" >&2
+  exit 2
+fi
+include=$1
+compiler=$2
+here=$(cd "$(dirname "$0")" && pwd)
+if ! command -v "$compiler" >/dev/null; then
+  echo "format_arguments.sh: $compiler is not installed" >&2
+  exit 1
+fi
+
+compile() {
+  LC_ALL=C "$compiler" -std=c++11 -fsyntax-only -Wformat -Werror=format -I "$include" "$@" \
+    "$here/format_arguments.cpp" 2>&1
+}
+
+if ! output=$(compile); then
+  echo "right calls do not compile: $output" >&2
+  exit 1
+fi
+for mistake in WRONG_LOG_TYPE MISSING_LOG_ARGUMENT WRONG_METRICS_TYPE MISSING_METRICS_ARGUMENT; do
+  if output=$(compile "-D$mistake"); then
+    echo "compiles, although it must not: $mistake" >&2
+    exit 1
+  fi
+  if [[ $output != *-Werror*format* ]]; then
+    echo "$mistake fails for another reason: $output" >&2
+    exit 1
+  fi
+done

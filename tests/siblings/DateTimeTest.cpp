@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <thread>
+#include <vector>
+
+#include "WaitUntilTrue.h"
+#include "ZinDateTime.h"
+
+namespace {
+
+constexpr std::time_t hour = 3600;
+
+void SetTimeZone(const char* zone) {
+  ASSERT_EQ(setenv("TZ", zone, 1), 0);
+  tzset();
+}
+
+// The seconds since the epoch that the fields would mean in UTC. It adds up
+// days by hand, so that nothing of the C library's calendar is trusted.
+std::time_t AsUtc(const ZinDateTime& moment) {
+  const auto isLeap = [](int year) {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  };
+  const int daysOfMonth[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  std::time_t days = 0;
+  for (int year = 1970; year < moment.year; ++year) days += isLeap(year) ? 366 : 365;
+  for (int month = 1; month < moment.month; ++month) {
+    days += daysOfMonth[month - 1] + (month == 2 && isLeap(moment.year) ? 1 : 0);
+  }
+  days += moment.day - 1;
+  return days * 24 * hour + moment.hour * hour + moment.minute * 60 + moment.second;
+}
+
+// Whether the date and time of now are UTC plus `offset` seconds.
+testing::AssertionResult IsAheadOfUtcBy(std::time_t offset) {
+  const std::time_t before = std::time(nullptr);
+  const ZinDateTime now = ZinDateTime::GetCurrentDateTime();
+  const std::time_t after = std::time(nullptr);
+  const std::time_t shown = AsUtc(now) - offset;
+  if (before <= shown && shown <= after) return testing::AssertionSuccess();
+  return testing::AssertionFailure()
+         << now.year << '-' << now.month << '-' << now.day << ' ' << now.hour << ':' << now.minute
+         << ':' << now.second << " is off by " << shown - before << " seconds";
+}
+
+std::uint64_t MillisecondsNow() {
+  timespec now{};
+  EXPECT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
+         static_cast<std::uint64_t>(now.tv_nsec) / 1000000U;
+}
+
+TEST(DateTime, IsTheTimeOfTheProcessesZone) {
+  SetTimeZone("UTC0");
+  EXPECT_TRUE(IsAheadOfUtcBy(0));
+}
+
+TEST(DateTime, FollowsAChangeOfTheZone) {
+  SetTimeZone("EAST-5:30");
+  EXPECT_TRUE(IsAheadOfUtcBy(5 * hour + hour / 2));
+  SetTimeZone("WEST+11");
+  EXPECT_TRUE(IsAheadOfUtcBy(-11 * hour));
+  SetTimeZone("FAR-14");
+  EXPECT_TRUE(IsAheadOfUtcBy(14 * hour));
+}
+
+TEST(DateTime, FollowsSummerTime) {
+  // Summer time of one hour all year round, by a rule with both ends in it.
+  SetTimeZone("STD0DST-1,J1/0,J365/25");
+  EXPECT_TRUE(IsAheadOfUtcBy(hour));
+}
+
+TEST(DateTime, HasItsSixFieldsInOrder) {
+  const auto [year, month, day, hours, minutes, seconds] = ZinDateTime{1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(std::vector<std::int32_t>({year, month, day, hours, minutes, seconds}),
+            std::vector<std::int32_t>({1, 2, 3, 4, 5, 6}));
+  const ZinDateTime byName{1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(byName.year, 1);
+  EXPECT_EQ(byName.month, 2);
+  EXPECT_EQ(byName.day, 3);
+  EXPECT_EQ(byName.hour, 4);
+  EXPECT_EQ(byName.minute, 5);
+  EXPECT_EQ(byName.second, 6);
+}
+
+TEST(Tick, IsTheSystemClockInMilliseconds) {
+  const std::uint64_t before = MillisecondsNow();
+  const std::uint64_t tick = ZinDateTime::GetCurrentTick();
+  const std::uint64_t after = MillisecondsNow();
+  EXPECT_LE(before, tick);
+  EXPECT_LE(tick, after);
+}
+
+TEST(Tick, GoesOn) {
+  const std::uint64_t first = ZinDateTime::GetCurrentTick();
+  EXPECT_TRUE(WaitUntilTrue([first] { return ZinDateTime::GetCurrentTick() > first; }));
+}
+
+TEST(DateTime, MayBeReadInAChildWhateverItsParentsThreadsDo) {
+  constexpr int forks = 300;
+  std::atomic<bool> finished{false};
+  std::vector<std::jthread> readers;
+  for (int i = 0; i < 3; ++i) {
+    readers.emplace_back([&finished] {
+      while (!finished) (void)ZinDateTime::GetCurrentDateTime();
+    });
+  }
+  int done = 0;
+  for (; done < forks; ++done) {
+    const pid_t child = fork();
+    if (child == 0) {
+      (void)ZinDateTime::GetCurrentDateTime();
+      _exit(0);
+    }
+    if (child < 0) break;
+    const bool ended = WaitUntilTrue([child] {
+      siginfo_t info{};
+      EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT), 0);
+      return info.si_pid == child;
+    });
+    if (!ended) (void)kill(child, SIGKILL);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    if (!ended || status != 0) break;
+  }
+  finished = true;
+  EXPECT_EQ(done, forks) << "a child was not made, hung or died";
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+#include "Threads.h"
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path allThreads = "/proc/self/task";
+
+// What follows "name:" and blanks in a thread's status; empty when it has ended.
+std::string StatusField(const fs::path& thread, const std::string& name) {
+  std::ifstream status(thread / "status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name + ":")) {
+      return line.substr(line.find_first_not_of(" \t", name.size() + 1));
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::vector<pid_t> ThreadsNamed(const std::string& name) {
+  std::vector<pid_t> threads;
+  std::error_code ignored;  // a thread may end while the directory is read
+  for (const auto& entry : fs::directory_iterator(allThreads, ignored)) {
+    if (StatusField(entry.path(), "Name") == name) {
+      threads.push_back(std::stoi(entry.path().filename().string()));
+    }
+  }
+  return threads;
+}
+
+bool IsAsleep(pid_t thread) {
+  return StatusField(allThreads / std::to_string(thread), "State").starts_with("S");
+}
+
+unsigned long BlockedSignalsOf(pid_t thread) {
+  const std::string mask = StatusField(allThreads / std::to_string(thread), "SigBlk");
+  return mask.empty() ? 0 : std::stoul(mask, nullptr, 16);
+}

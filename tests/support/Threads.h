@@ -1,0 +1,21 @@
+#ifndef ZIN_TEST_THREADS_H
+#define ZIN_TEST_THREADS_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// The threads of this process as the kernel shows them at this moment.
+
+// Thread ids of the threads of that name (at most 15 characters).
+std::vector<pid_t> ThreadsNamed(const std::string& name);
+
+// Whether a thread waits for something, be it for a condition variable or for a
+// system call that blocks.
+bool IsAsleep(pid_t thread);
+
+// The signals a thread blocks, signal 1 in the lowest bit.
+unsigned long BlockedSignalsOf(pid_t thread);
+
+#endif  // ZIN_TEST_THREADS_H

@@ -1,0 +1,173 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <thread>
+#include <vector>
+
+#include "CapturedStandardError.h"
+#include "FacadeState.h"
+#include "LogCalls.h"
+#include "StandardError.h"
+#include "Text.h"
+#include "ZinLoggerPrivate.h"
+
+using ::testing::Each;
+using ::testing::MatchesRegex;
+using ::testing::SizeIs;
+
+namespace {
+
+// Makes descriptor 2 a pipe without a reader while it lives.
+class BrokenStandardError {
+ public:
+  BrokenStandardError() : original(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    EXPECT_GE(dup2(ends[1], STDERR_FILENO), 0);
+    (void)close(ends[0]);
+    (void)close(ends[1]);
+  }
+  ~BrokenStandardError() {
+    (void)dup2(original, STDERR_FILENO);
+    (void)close(original);
+  }
+  BrokenStandardError(const BrokenStandardError&) = delete;
+  BrokenStandardError& operator=(const BrokenStandardError&) = delete;
+
+ private:
+  int original;
+};
+
+bool IsBrokenPipePending() {
+  sigset_t pending;
+  sigemptyset(&pending);
+  EXPECT_EQ(sigpending(&pending), 0);
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
+bool IsBrokenPipeBlocked() {
+  sigset_t mask;
+  sigemptyset(&mask);
+  EXPECT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &mask), 0);
+  return sigismember(&mask, SIGPIPE) == 1;
+}
+
+void BlockBrokenPipe() {
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);
+  EXPECT_EQ(pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr), 0);
+}
+
+TEST(StandardError, GetsALineAsItStands) {
+  const CapturedStandardError standardError;
+  WriteToStandardError("no newline, 100 %s");
+  WriteToStandardError("");
+  WriteToStandardError("; the next\n");
+  EXPECT_EQ(standardError.Text(), "no newline, 100 %s; the next\n");
+}
+
+TEST(StandardError, IsTriedAfreshWhenTheStreamWasLeftBad) {
+  const CapturedStandardError standardError;
+  std::cerr.setstate(std::ios_base::badbit | std::ios_base::failbit);
+  LogText(INFO, "hello");
+  EXPECT_EQ(standardError.Text(), infoHeader + "hello\n");
+  EXPECT_TRUE(std::cerr.good());
+}
+
+TEST(StandardError, IsOnlyMarkedBadByANullLine) {
+  const CapturedStandardError standardError;
+  FacadeState().forcedLog("", nullptr);
+  EXPECT_TRUE(std::cerr.bad());
+  EXPECT_EQ(standardError.Text(), "");
+}
+
+TEST(StandardError, IsOnlyMarkedBadByANullMetricsText) {
+  const CapturedStandardError standardError;
+  FacadeState().forcedLogForMetrics(nullptr);
+  EXPECT_TRUE(std::cerr.bad());
+  EXPECT_EQ(standardError.Text(), "");
+}
+
+TEST(StandardError, GetsTheLineAfterANullLine) {
+  const CapturedStandardError standardError;
+  FacadeState().forcedLog("", nullptr);
+  FacadeState().forcedLog("", "next\n");
+  FacadeState().forcedLogForMetrics(nullptr);
+  FacadeState().forcedLogForMetrics("record\n");
+  EXPECT_EQ(standardError.Text(), "next\nrecord\n");
+}
+
+TEST(StandardError, MayBeAPipeWithoutAReader) {
+  const BrokenStandardError broken;
+  LogText(INFO, "nobody reads this");
+  EXPECT_FALSE(IsBrokenPipePending());
+  EXPECT_FALSE(IsBrokenPipeBlocked());
+  EXPECT_EQ(TakeCachedLines(), infoHeader + "nobody reads this\n");
+}
+
+TEST(StandardError, KeepsErrnoWhenThePipeHasNoReader) {
+  const BrokenStandardError broken;
+  errno = EXDEV;
+  LogText(INFO, "nobody reads this");
+  EXPECT_EQ(errno, EXDEV);
+}
+
+TEST(StandardError, GetsTheNextLineOnceItWorksAgain) {
+  {
+    const BrokenStandardError broken;
+    LogText(INFO, "lost");
+  }
+  const CapturedStandardError standardError;
+  LogText(INFO, "found");
+  EXPECT_EQ(standardError.Text(), infoHeader + "found\n");
+}
+
+TEST(StandardError, LeavesABrokenPipeSignalOfTheApplicationPending) {
+  BlockBrokenPipe();
+  EXPECT_EQ(raise(SIGPIPE), 0);
+  const BrokenStandardError broken;
+  LogText(INFO, "nobody reads this");
+  EXPECT_TRUE(IsBrokenPipePending());
+  EXPECT_TRUE(IsBrokenPipeBlocked());
+}
+
+TEST(StandardError, MayBeClosed) {
+  const CapturedStandardError restoresItLater;
+  EXPECT_EQ(close(STDERR_FILENO), 0);
+  LogText(INFO, "goes nowhere");
+  EXPECT_EQ(TakeCachedLines(), infoHeader + "goes nowhere\n");
+}
+
+TEST(StandardError, MayBeAStreamThatThrows) {
+  const BrokenStandardError broken;
+  std::cerr.exceptions(std::ios_base::badbit);
+  LogText(INFO, "lost");
+  LogText(INFO, "lost, too");
+  EXPECT_TRUE(std::cerr.bad());
+  std::cerr.exceptions(std::ios_base::goodbit);
+}
+
+TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {
+  constexpr int linesPerThread = 500;
+  const CapturedStandardError standardError;
+  {
+    std::vector<std::jthread> threads;
+    for (const char letter : {'a', 'b', 'c', 'd'}) {
+      threads.emplace_back([line = std::string(80, letter) + "\n"] {
+        for (int i = 0; i < linesPerThread; ++i) WriteToStandardError(line.c_str());
+      });
+    }
+  }
+  const std::vector<std::string> lines = SplitLines(standardError.Text());
+  EXPECT_THAT(lines, SizeIs(4 * linesPerThread));
+  EXPECT_THAT(lines, Each(MatchesRegex("a{80}|b{80}|c{80}|d{80}")));
+}
+
+}  // namespace
