@@ -1,0 +1,336 @@
+#include "FailingCalls.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/epoll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+namespace {
+
+struct Fault {
+  std::string name;
+  int which;
+  bool lasting;
+  int error;
+  std::optional<std::size_t> takenBytes;  // of a write that succeeds in part
+  int seen = 0;
+};
+
+struct Account {
+  uid_t user;
+  gid_t group;
+};
+
+struct State {
+  std::mutex mutex;
+  bool active = false;
+  std::vector<std::string> record;
+  std::vector<Fault> faults;
+  bool fakesAccounts = false;
+  std::optional<Account> account;
+  std::map<DIR*, std::string> openDirectories;
+};
+
+// Never destroyed: calls come in until the process has ended.
+State& Shared() {
+  static State& state = *new State;
+  return state;
+}
+
+struct Verdict {
+  int error = 0;
+  std::optional<std::size_t> takenBytes;
+};
+
+// Notes a call and tells what is to become of it.
+Verdict Judge(const std::string& name, const std::string& arguments) {
+  State& state = Shared();
+  const std::lock_guard<std::mutex> lock(state.mutex);
+  Verdict verdict;
+  if (!state.active) return verdict;
+  state.record.push_back(arguments.empty() ? name : name + " " + arguments);
+  for (Fault& fault : state.faults) {
+    if (fault.name != name) continue;
+    ++fault.seen;
+    if (fault.seen == fault.which || (fault.lasting && fault.seen > fault.which)) {
+      verdict = {fault.error, fault.takenBytes};
+    }
+  }
+  return verdict;
+}
+
+// Whether the call is to fail; errno is set then.
+bool MustFail(const std::string& name, const std::string& arguments) {
+  const int error = Judge(name, arguments).error;
+  if (error != 0) errno = error;
+  return error != 0;
+}
+
+std::string Octal(mode_t mode) {
+  std::array<char, 16> text{};
+  (void)std::snprintf(text.data(), text.size(), "%04o", mode);
+  return text.data();
+}
+
+void AddFault(Fault fault) {
+  static constexpr std::array<std::string_view, 19> names = {
+      "open",    "write",    "close", "renameat2", "rename",       "mkdir",  "opendir",
+      "readdir", "closedir", "stat",  "lstat",     "chmod",        "lchown", "getpwnam_r",
+      "remove",  "unlink",   "rmdir", "realpath",  "epoll_create1"};
+  if (std::find(names.begin(), names.end(), fault.name) == names.end() && fault.name != "thread") {
+    throw std::invalid_argument("no such call: " + fault.name);
+  }
+  State& state = Shared();
+  const std::lock_guard<std::mutex> lock(state.mutex);
+  state.faults.push_back(std::move(fault));
+}
+
+}  // namespace
+
+FailingCalls::FailingCalls() {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().active = true;
+}
+
+FailingCalls::~FailingCalls() {
+  State& state = Shared();
+  const std::lock_guard<std::mutex> lock(state.mutex);
+  state.active = false;
+  state.record.clear();
+  state.faults.clear();
+  state.fakesAccounts = false;
+  state.account.reset();
+}
+
+void FailingCalls::Fail(const std::string& name, int error, int which) {
+  AddFault({name, which, false, error, std::nullopt});
+}
+
+void FailingCalls::FailFrom(const std::string& name, int error, int first) {
+  AddFault({name, first, true, error, std::nullopt});
+}
+
+void FailingCalls::ShortenWrite(std::size_t bytes, int which) {
+  AddFault({"write", which, false, 0, bytes});
+}
+
+void FailingCalls::UseAccount(uid_t user, gid_t group) {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().fakesAccounts = true;
+  Shared().account = Account{user, group};
+}
+
+void FailingCalls::UseNoAccount() {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().fakesAccounts = true;
+  Shared().account.reset();
+}
+
+std::vector<std::string> FailingCalls::Record() const {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  return Shared().record;
+}
+
+std::vector<std::string> FailingCalls::Of(std::initializer_list<std::string_view> names) const {
+  std::vector<std::string> chosen;
+  for (const std::string& call : Record()) {
+    const std::string_view name = std::string_view(call).substr(0, call.find(' '));
+    if (std::find(names.begin(), names.end(), name) != names.end()) chosen.push_back(call);
+  }
+  return chosen;
+}
+
+void FailingCalls::Forget() {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().record.clear();
+}
+
+// ---- The calls ----------------------------------------------------------
+
+extern "C" {
+
+int __real_open(const char* path, int flags, ...);
+int __wrap_open(const char* path, int flags, ...) {
+  mode_t mode = 0;
+  if ((flags & O_CREAT) != 0) {
+    std::va_list values;
+    va_start(values, flags);
+    mode = va_arg(values, mode_t);
+    va_end(values);
+  }
+  const std::string purpose =
+      (flags & O_ACCMODE) == O_RDONLY ? " for reading" : " for writing " + Octal(mode);
+  return MustFail("open", path + purpose) ? -1 : __real_open(path, flags, mode);
+}
+
+ssize_t __real_write(int descriptor, const void* data, std::size_t size);
+ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
+  const Verdict verdict = Judge("write", std::to_string(size));
+  if (verdict.error != 0) {
+    errno = verdict.error;
+    return -1;
+  }
+  return __real_write(descriptor, data, std::min(size, verdict.takenBytes.value_or(size)));
+}
+
+int __real_close(int descriptor);
+int __wrap_close(int descriptor) {
+  if (!MustFail("close", "")) return __real_close(descriptor);
+  // A close that fails has released the descriptor all the same.
+  const int error = errno;
+  (void)__real_close(descriptor);
+  errno = error;
+  return -1;
+}
+
+int __real_renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
+                     unsigned flags);
+int __wrap_renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
+                     unsigned flags) {
+  const std::string arguments = std::string(from) + " " + to + " " + std::to_string(flags);
+  return MustFail("renameat2", arguments)
+             ? -1
+             : __real_renameat2(fromDirectory, from, toDirectory, to, flags);
+}
+
+int __real_rename(const char* from, const char* to);
+int __wrap_rename(const char* from, const char* to) {
+  return MustFail("rename", std::string(from) + " " + to) ? -1 : __real_rename(from, to);
+}
+
+int __real_mkdir(const char* path, mode_t mode);
+int __wrap_mkdir(const char* path, mode_t mode) {
+  return MustFail("mkdir", path + (" " + Octal(mode))) ? -1 : __real_mkdir(path, mode);
+}
+
+DIR* __real_opendir(const char* path);
+DIR* __wrap_opendir(const char* path) {
+  if (MustFail("opendir", path)) return nullptr;
+  DIR* const directory = __real_opendir(path);
+  const int error = errno;
+  if (directory != nullptr) {
+    const std::lock_guard<std::mutex> lock(Shared().mutex);
+    Shared().openDirectories[directory] = path;
+  }
+  errno = error;
+  return directory;
+}
+
+dirent* __real_readdir(DIR* directory);
+dirent* __wrap_readdir(DIR* directory) {
+  return MustFail("readdir", "") ? nullptr : __real_readdir(directory);
+}
+
+int __real_closedir(DIR* directory);
+int __wrap_closedir(DIR* directory) {
+  std::string path;
+  {
+    const std::lock_guard<std::mutex> lock(Shared().mutex);
+    path = Shared().openDirectories[directory];
+    Shared().openDirectories.erase(directory);
+  }
+  if (!MustFail("closedir", path)) return __real_closedir(directory);
+  const int error = errno;
+  (void)__real_closedir(directory);
+  errno = error;
+  return -1;
+}
+
+int __real_stat(const char* path, struct stat* status);
+int __wrap_stat(const char* path, struct stat* status) {
+  return MustFail("stat", path) ? -1 : __real_stat(path, status);
+}
+
+int __real_lstat(const char* path, struct stat* status);
+int __wrap_lstat(const char* path, struct stat* status) {
+  return MustFail("lstat", path) ? -1 : __real_lstat(path, status);
+}
+
+int __real_chmod(const char* path, mode_t mode);
+int __wrap_chmod(const char* path, mode_t mode) {
+  return MustFail("chmod", path + (" " + Octal(mode))) ? -1 : __real_chmod(path, mode);
+}
+
+int __real_lchown(const char* path, uid_t user, gid_t group);
+int __wrap_lchown(const char* path, uid_t user, gid_t group) {
+  const std::string owner = std::to_string(user) + ":" + std::to_string(group);
+  if (MustFail("lchown", path + (" " + owner))) return -1;
+  {
+    const std::lock_guard<std::mutex> lock(Shared().mutex);
+    if (Shared().account) return 0;
+  }
+  return __real_lchown(path, user, group);
+}
+
+int __real_getpwnam_r(const char* name, passwd* record, char* buffer, std::size_t size,
+                      passwd** found);
+int __wrap_getpwnam_r(const char* name, passwd* record, char* buffer, std::size_t size,
+                      passwd** found) {
+  *found = nullptr;
+  const Verdict verdict = Judge("getpwnam_r", name);
+  if (verdict.error != 0) return verdict.error;
+  {
+    const std::lock_guard<std::mutex> lock(Shared().mutex);
+    if (Shared().fakesAccounts) {
+      if (!Shared().account) return 0;
+      *record = {};
+      record->pw_uid = Shared().account->user;
+      record->pw_gid = Shared().account->group;
+      *found = record;
+      return 0;
+    }
+  }
+  return __real_getpwnam_r(name, record, buffer, size, found);
+}
+
+int __real_remove(const char* path);
+int __wrap_remove(const char* path) {
+  return MustFail("remove", path) ? -1 : __real_remove(path);
+}
+
+int __real_unlink(const char* path);
+int __wrap_unlink(const char* path) {
+  return MustFail("unlink", path) ? -1 : __real_unlink(path);
+}
+
+int __real_rmdir(const char* path);
+int __wrap_rmdir(const char* path) {
+  return MustFail("rmdir", path) ? -1 : __real_rmdir(path);
+}
+
+char* __real_realpath(const char* path, char* resolved);
+char* __wrap_realpath(const char* path, char* resolved) {
+  return MustFail("realpath", path) ? nullptr : __real_realpath(path, resolved);
+}
+
+int __real_epoll_create1(int flags);
+int __wrap_epoll_create1(int flags) {
+  return MustFail("epoll_create1", "") ? -1 : __real_epoll_create1(flags);
+}
+
+// std::thread::_M_start_thread(std::unique_ptr<_State>, void (*)()). The
+// thread's state comes by reference and is passed on unopened.
+void __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    void* thread, void* threadState, void (*depend)());
+void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    void* thread, void* threadState, void (*depend)()) {
+  const int error = Judge("thread", "").error;
+  if (error != 0) throw std::system_error(error, std::generic_category());
+  __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+      thread, threadState, depend);
+}
+
+}  // extern "C"

@@ -1,0 +1,134 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "FailingCalls.h"
+#include "LogFileWriter.h"
+#include "ScratchDir.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+constexpr std::int64_t keepAll = 1000;
+
+// The clock stands at 2026-01-05 09:03:07.042 in process 4711.
+std::string Rotated(const std::string& sequence) {
+  return "app_20260105090307042-" + sequence + "-4711.log";
+}
+
+class RotationFaults : public ::testing::Test {
+ protected:
+  RotationFaults() { calls.UseAccount(54321, 54322); }
+
+  void RotateOnce() {
+    dir.Write("app.log", "contents");
+    writer.RotateFile(dir / "app.log");
+  }
+
+  const ScratchDir dir;
+  FailingCalls calls;
+  LogFileWriter writer{"app.log", dir.Path(), keepAll, MiB(1)};
+};
+
+TEST_F(RotationFaults, NoModeIsChangedAfterARename) {
+  RotateOnce();
+
+  EXPECT_THAT(calls.Of({"chmod"}), IsEmpty());
+}
+
+TEST_F(RotationFaults, TheRotatedNameGets0440AfterAFailedRename) {
+  calls.Fail("renameat2", EACCES);
+
+  RotateOnce();
+
+  EXPECT_THAT(calls.Of({"chmod"}),
+              ElementsAre("chmod " + dir.Path() + "/" + Rotated("000") + " 0440"));
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
+}
+
+TEST_F(RotationFaults, AFileThatVanishedIsIgnored) {
+  writer.RotateFile(dir / "app.log");
+
+  EXPECT_THAT(calls.Of({"chmod"}),
+              ElementsAre("chmod " + dir.Path() + "/" + Rotated("000") + " 0440"));
+  EXPECT_THAT(dir.Names(), IsEmpty());
+}
+
+TEST_F(RotationFaults, AFailedRenameIsTriedOnce) {
+  calls.FailFrom("renameat2", EACCES);
+
+  RotateOnce();
+
+  EXPECT_THAT(calls.Of({"renameat2", "rename"}), SizeIs(1));
+  EXPECT_EQ(writer.rotationSequence, 1u);
+}
+
+TEST_F(RotationFaults, ContentsThatCannotBeMovedAsideAreLost) {
+  calls.Fail("renameat2", EACCES);
+  dir.Write("app.log", "of the earlier run\n");
+
+  writer.WriteLine("", "of this run\n");
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
+  EXPECT_EQ(dir.Read("app.log"), "of this run\n");
+}
+
+TEST_F(RotationFaults, ALiveFileThatCannotBeMovedAsideBeginsAnew) {
+  LogFileWriter small("app.log", dir.Path(), keepAll, 10);
+  small.WriteLine("", "12345\n");
+  calls.Fail("renameat2", EBUSY);
+
+  small.WriteLine("", "67890\n");
+  EXPECT_EQ(dir.Read("app.log"), "");
+  small.WriteLine("", "abc\n");
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
+  EXPECT_EQ(dir.Read("app.log"), "abc\n");
+  EXPECT_EQ(dir.ModeOf("app.log"), 0640u);
+}
+
+// ---- File systems that cannot rename without replacing ------------------
+
+class RotationWithoutNoReplace : public RotationFaults, public ::testing::WithParamInterface<int> {
+ protected:
+  RotationWithoutNoReplace() { calls.FailFrom("renameat2", GetParam()); }
+};
+
+TEST_P(RotationWithoutNoReplace, RenamesAllTheSame) {
+  RotateOnce();
+
+  EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000")));
+  EXPECT_EQ(dir.Read(Rotated("000")), "contents");
+  EXPECT_THAT(calls.Of({"chmod"}), IsEmpty());
+}
+
+TEST_P(RotationWithoutNoReplace, StillOverwritesNothing) {
+  dir.Write(Rotated("000"), "of an earlier run");
+
+  RotateOnce();
+
+  EXPECT_EQ(dir.Read(Rotated("000")), "of an earlier run");
+  EXPECT_EQ(dir.Read(Rotated("001")), "contents");
+  EXPECT_THAT(calls.Of({"chmod"}), IsEmpty());
+}
+
+TEST_P(RotationWithoutNoReplace, GivesTheRotatedName0440WhenTheRenameFails) {
+  calls.Fail("rename", EACCES);
+
+  RotateOnce();
+
+  EXPECT_THAT(calls.Of({"chmod"}),
+              ElementsAre("chmod " + dir.Path() + "/" + Rotated("000") + " 0440"));
+  EXPECT_EQ(dir.Read("app.log"), "contents");
+}
+
+INSTANTIATE_TEST_SUITE_P(Refusal, RotationWithoutNoReplace, ::testing::Values(EINVAL, ENOSYS),
+                         [](const ::testing::TestParamInfo<int>& refusal) {
+                           return refusal.param == EINVAL ? "ByTheFileSystem" : "ByTheKernel";
+                         });
+
+}  // namespace

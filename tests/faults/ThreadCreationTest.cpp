@@ -1,0 +1,111 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+#include "FacadeState.h"
+#include "FailingCalls.h"
+#include "ScratchDir.h"
+#include "ZinLoggerPrivate.h"
+
+namespace {
+
+class ThreadCreation : public ::testing::Test {
+ protected:
+  ThreadCreation() { calls.UseNoAccount(); }
+
+  bool Start() { return logger.StartSystem("app.log", dir.Path().c_str(), 5, 10, INFO, 100, true); }
+  bool StartMetrics() {
+    return logger.StartSystemForMetrics("metrics.log", dir.Path().c_str(), 5, 10, 100, true);
+  }
+  void Log(const char* message) {
+    logger.Log("file.cpp", 1, "function", " ", "", INFO, "%s", message);
+  }
+
+  const ScratchDir dir;
+  FailingCalls calls;
+  ZinLogger& logger = *ZinLogger::GetInstance();
+};
+
+TEST_F(ThreadCreation, LeavesTheStartAsAnExceptionWhenThereIsNoWorker) {
+  calls.Fail("thread", EAGAIN, 1);
+
+  try {
+    Start();
+    FAIL() << "the start has hidden the failure";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code().value(), EAGAIN);
+  }
+}
+
+TEST_F(ThreadCreation, LeavesTheStartAsAnExceptionWhenThereIsNoRetentionThread) {
+  calls.Fail("thread", EAGAIN, 2);
+
+  EXPECT_THROW(Start(), std::system_error);
+}
+
+TEST_F(ThreadCreation, LeavesTheMetricsStartAsAnException) {
+  calls.Fail("thread", EAGAIN, 1);
+
+  EXPECT_THROW(StartMetrics(), std::system_error);
+}
+
+TEST_F(ThreadCreation, LeavesTheQueueRunningWhenItFails) {
+  calls.Fail("thread", EAGAIN, 1);
+
+  EXPECT_THROW(Start(), std::system_error);
+
+  EXPECT_TRUE(FacadeState().logQueue.IsRunning());
+}
+
+TEST_F(ThreadCreation, LosesNoLineWhenALaterStartSucceeds) {
+  calls.Fail("thread", EAGAIN, 1);
+  EXPECT_THROW(Start(), std::system_error);
+  Log("between the starts");
+
+  EXPECT_TRUE(Start());
+  Log("after the second start");
+  logger.StopSystem();
+
+  const std::string text = dir.Read("app.log");
+  EXPECT_NE(text.find("between the starts"), std::string::npos);
+  EXPECT_NE(text.find("after the second start"), std::string::npos);
+  EXPECT_FALSE(FacadeState().logQueue.IsRunning());
+}
+
+TEST_F(ThreadCreation, LeavesAChannelThatWorksWithoutItsRetentionThread) {
+  calls.Fail("thread", EAGAIN, 2);
+  EXPECT_THROW(Start(), std::system_error);
+
+  Log("written all the same");
+  logger.StopSystem();
+
+  EXPECT_NE(dir.Read("app.log").find("written all the same"), std::string::npos);
+}
+
+TEST_F(ThreadCreation, RestoresTheSignalMaskWhenItFails) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  calls.Fail("thread", EAGAIN, 1);
+
+  EXPECT_THROW(Start(), std::system_error);
+
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+  }
+}
+
+TEST_F(ThreadCreation, StartsAWorkerAndARetentionThreadPerChannel) {
+  EXPECT_TRUE(Start());
+  EXPECT_TRUE(StartMetrics());
+
+  EXPECT_EQ(calls.Of({"thread"}).size(), 4u);
+  logger.StopSystem();
+}
+
+}  // namespace
