@@ -1,0 +1,216 @@
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "Probe.h"
+#include "Sanitizers.h"
+
+namespace {
+
+constexpr int threadCount = 4;
+constexpr int linesPerRound = 100;
+constexpr int linesPerChild = 20;
+constexpr unsigned childsSeconds = 40;  // only a hang takes as long
+
+// Four threads that log while the main thread forks. Each round lets every one
+// of them log some more lines, so that their number is known and the fork of the
+// round falls into their midst.
+class LoggingThreads {
+ public:
+  explicit LoggingThreads(int rounds) {
+    for (int thread = 0; thread < threadCount; ++thread) {
+      threads.emplace_back([this, thread, rounds] {
+        for (int round = 0; round < rounds; ++round) {
+          begun.wait(round);
+          for (int i = 0; i < linesPerRound; ++i) {
+            LogLine("thread " + std::to_string(thread) + " line " +
+                    std::to_string(round * linesPerRound + i));
+            Logger().Metrics("thread %d record %d", thread, round * linesPerRound + i);
+          }
+        }
+      });
+    }
+  }
+  void BeginRound() {
+    ++begun;
+    begun.notify_all();
+  }
+  void Join() {
+    for (std::thread& thread : threads) thread.join();
+  }
+
+ private:
+  std::atomic<int> begun{0};
+  std::vector<std::thread> threads;
+};
+
+// The C library gives a child's threads the stacks, and with them the ids, that
+// the parent's threads had; the thread sanitizer ends the process when it meets
+// such an id again. Stacks that are larger than those are new.
+void AvoidIdsOfParentsThreads() {
+  if (!builtWithThreadSanitizer) return;
+  pthread_attr_t attributes;
+  std::size_t size = 0;
+  Require(pthread_getattr_default_np(&attributes) == 0, "no default attributes");
+  Require(pthread_attr_getstacksize(&attributes, &size) == 0, "no stack size");
+  Require(pthread_attr_setstacksize(&attributes, 2 * size) == 0, "no larger stacks");
+  Require(pthread_setattr_default_np(&attributes) == 0, "no new default attributes");
+  Require(pthread_attr_destroy(&attributes) == 0, "attributes");
+}
+
+// Forks, runs `body` in the child (which should not come back), and waits for
+// its end; anything but a clean one fails the probe.
+void RunInChild(const std::string& name, const std::function<void()>& body) {
+  const pid_t child = fork();
+  Require(child >= 0, "cannot fork");
+  if (child == 0) {
+    alarm(childsSeconds);
+    AvoidIdsOfParentsThreads();
+    body();
+    _exit(0);
+  }
+  int status = 0;
+  Require(waitpid(child, &status, 0) == child, "lost a child");
+  Require(!WIFSIGNALED(status), name + " was ended by signal " + std::to_string(WTERMSIG(status)) +
+                                    " (" + std::to_string(SIGALRM) + ": it hung)");
+  Require(WEXITSTATUS(status) == 0,
+          name + " ended with status " + std::to_string(WEXITSTATUS(status)));
+}
+
+void LogAsChild(int round) {
+  for (int i = 0; i < linesPerChild; ++i) {
+    LogLine("child " + std::to_string(round) + " process " + std::to_string(getpid()) + " line " +
+            std::to_string(i));
+  }
+}
+
+// Both channels, in a directory of the child's own.
+void RunOwnChannels(const std::string& directory, int round) {
+  StartLog(directory, "child.log");
+  StartMetrics(directory);
+  LogAsChild(round);
+  for (int i = 0; i < linesPerChild; ++i) Logger().Metrics("child %d record %d", round, i);
+  Logger().StopMetricSystem();
+  Logger().StopSystem();
+}
+
+void ForkOnce(const std::string& dir, int round) {
+  switch (round % 5) {
+    case 0:
+      return RunInChild("a child that logs", [round] { LogAsChild(round); });
+    case 1:
+      return RunInChild("a child with channels of its own",
+                        [&] { RunOwnChannels(dir + "/child-" + std::to_string(round), round); });
+    case 2:
+      return RunInChild("a child that calls exit", [] { std::exit(0); });
+    case 3:
+      return RunInChild("a child that calls _exit", [] { _exit(0); });
+    default:
+      return RunInChild("a child that calls exec", [] {
+        execl("/bin/true", "true", nullptr);
+        _exit(1);
+      });
+  }
+}
+
+// fork-logging <directory> <rounds>
+int ForkWhileThreadsLog(const Arguments& arguments) {
+  const std::string& dir = arguments.at(0);
+  const int rounds = std::stoi(arguments.at(1));
+  StartLog(dir);
+  StartMetrics(dir + "/metrics");
+  LoggingThreads threads(rounds);
+  for (int round = 0; round < rounds; ++round) {
+    threads.BeginRound();
+    ForkOnce(dir, round);
+  }
+  threads.Join();
+  LogLine("the parent goes on");
+  Logger().StopSystem();
+  return 0;
+}
+
+// fork-not-running <rounds>: all lines go to standard error, parent's and
+// children's.
+int ForkWhileThreadsWriteToStandardError(const Arguments& arguments) {
+  const int rounds = std::stoi(arguments.at(0));
+  LoggingThreads threads(rounds);
+  for (int round = 0; round < rounds; ++round) {
+    threads.BeginRound();
+    RunInChild("a child that logs", [round] { LogAsChild(round); });
+  }
+  threads.Join();
+  return 0;
+}
+
+// fork-twice <directory>: a child with channels of its own forks again.
+int ForkTwice(const Arguments& arguments) {
+  const std::string& dir = arguments.at(0);
+  StartLog(dir);
+  LogLine("parent before");
+  RunInChild("the child", [&] {
+    StartLog(dir + "/child");
+    LogLine("child before");
+    RunInChild("the grandchild", [&] {
+      LogLine("grandchild without a channel");
+      StartLog(dir + "/grandchild");
+      LogLine("grandchild");
+      Logger().StopSystem();
+    });
+    LogLine("child after");
+    Logger().StopSystem();
+  });
+  LogLine("parent after");
+  Logger().StopSystem();
+  return 0;
+}
+
+// fork-state <directory>: a child inherits settings, but neither a running
+// channel nor its queue.
+int CheckStateOfChild(const Arguments& arguments) {
+  const std::string& dir = arguments.at(0);
+  StartLog(dir);
+  Logger().SetLogLevel(WARN);
+  Logger().Metrics("counted");
+  const std::string nameOfLibrary = Logger().GetMetricsLogName(true);
+  const std::string nameOfParent = "metrics_" + std::to_string(getpid()) + ".log";
+  RunInChild("the child", [&] {
+    LogLine("filtered by the parent's level");
+    Require(Logger().GetMetricsCount() == 1, "the count was not inherited");
+    Require(Logger().GetMetricsLogName(true) == nameOfParent, "the name was built anew");
+    Logger().StopSystem();  // nothing runs
+    Logger().SetLogLevel(INFO);
+    StartLog(dir + "/child");
+    for (int i = 0; i < 2; ++i) {
+      LogLine("child");
+      Logger().StopSystem();
+      StartLog(dir + "/child");  // the second time renames the first's file
+    }
+    LogLine("child");
+    Logger().StopSystem();
+  });
+  Require(nameOfLibrary == nameOfParent, "the parent's own name");
+  Logger().SetLogLevel(INFO);
+  Logger().StopSystem();
+  return 0;
+}
+
+}  // namespace
+
+Command FindForkCommand(const std::string& name) {
+  static const std::map<std::string, Command> commands = {
+      {"fork-logging", ForkWhileThreadsLog},
+      {"fork-not-running", ForkWhileThreadsWriteToStandardError},
+      {"fork-twice", ForkTwice},
+      {"fork-state", CheckStateOfChild},
+  };
+  const auto found = commands.find(name);
+  return found == commands.end() ? Command() : found->second;
+}
