@@ -1,5 +1,6 @@
 #include "ZinSysInfo.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -28,6 +29,10 @@ std::string ReadProcessName() {
   std::getline(comm, shortName);
   return shortName;
 }
+
+// Read before the first fork, so that no child inherits a name half read.
+[[maybe_unused]] const int forkHandlerRegistered =
+    pthread_atfork([] { (void)ZinSysInfo::GetCurrentProcessName(); }, nullptr, nullptr);
 
 }  // namespace
 

@@ -17,8 +17,10 @@ constexpr std::size_t longestText = 2046;  // header and message
 static_assert(longestText + 2 == lineBufferSize, "room for a newline and a NUL");
 
 // Writes the whole line into `line`. False: there is nothing to log.
-bool FormatLine(char (&line)[lineBufferSize], LogLevel level, const char* file, int sourceLine,
-                const char* function, const char* tag, const char* format, std::va_list values) {
+[[gnu::format(printf, 7, 0)]] bool FormatLine(char (&line)[lineBufferSize], LogLevel level,
+                                              const char* file, int sourceLine,
+                                              const char* function, const char* tag,
+                                              const char* format, std::va_list values) {
   const int callersErrno = errno;
   const std::int64_t headerResult =
       FormatLogHeader(line, lineBufferSize, longestText, level, file, sourceLine, function, tag);

@@ -24,8 +24,8 @@ static_assert(longestRecord + 2 == recordBufferSize, "room for a newline and a N
 
 // Formats one record, with its newline, into `buffer`. Returns its length, or 0
 // when it is empty, too long, or could not be formatted.
-std::size_t FormatRecord(char (&buffer)[recordBufferSize], const char* format,
-                         std::va_list values) {
+[[gnu::format(printf, 2, 0)]] std::size_t FormatRecord(char (&buffer)[recordBufferSize],
+                                                       const char* format, std::va_list values) {
   const int result = vsnprintf_s(buffer, recordBufferSize, longestRecord, format, values);
   // A text that begins with NUL would reach the worker as an exit marker.
   if (result <= 0 || buffer[0] == '\0') return 0;

@@ -1,5 +1,6 @@
 #include "ZinDirOwnership.h"
 
+#include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +18,21 @@ constexpr int failure = -10000;
 constexpr const char* thisUnit = "BaseAPI/ZinLogger/src/unix/ZinDir";
 constexpr const char* thisFunction = "ZinChownDirAndFirstDepthFiles";
 
+// The C library looks accounts up under locks of its own, which a child of fork
+// inherits locked when another thread held one at that moment. All lookups of
+// this library therefore happen under this lock, and a fork waits for it.
+std::mutex lookupMutex;
+
+void LockLookup() {
+  lookupMutex.lock();
+}
+void UnlockLookup() {
+  lookupMutex.unlock();
+}
+
+[[maybe_unused]] const int forkHandlersRegistered =
+    pthread_atfork(LockLookup, UnlockLookup, UnlockLookup);
+
 struct Account {
   uid_t user;
   gid_t group;
@@ -26,6 +42,7 @@ struct Account {
 std::optional<Account> FindAccount(const char* name, int& error) {
   constexpr std::size_t firstBufferSize = 1024;
   constexpr std::size_t largestBufferSize = std::size_t{1} << 20;
+  const std::lock_guard<std::mutex> lock(lookupMutex);
   for (std::size_t size = firstBufferSize; size <= largestBufferSize; size *= 2) {
     std::vector<char> buffer(size);
     passwd record{};
