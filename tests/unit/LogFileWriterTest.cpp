@@ -1,8 +1,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <map>
 
 #include "LogFileWriter.h"
 #include "OpenDescriptors.h"
@@ -61,6 +64,26 @@ TEST(LogFileWriter, ClosesAllFilesWhenItGoes) {
   }
 
   EXPECT_EQ(OpenDescriptorCount(), before);
+}
+
+TEST(LogFileWriter, ClosesItsFilesInTheOrderOfTheirKeys) {
+  const ScratchDir dir;
+  const int events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  std::map<int, std::string> keyOfWatch;
+  {
+    LogFileWriter writer("app.log", dir.Path(), keepAll, MiB(1));
+    for (const std::string key : {"d", "b", "", "e", "a", "c"}) {
+      writer.WriteLine(key, "line\n");
+      const std::string path = dir / (key + "/app.log");
+      keyOfWatch[inotify_add_watch(events, path.c_str(), IN_CLOSE_WRITE)] = key;
+    }
+  }
+
+  std::vector<std::string> closed;
+  inotify_event event{};
+  while (read(events, &event, sizeof event) == sizeof event) closed.push_back(keyOfWatch[event.wd]);
+  (void)close(events);
+  EXPECT_THAT(closed, ElementsAre("", "a", "b", "c", "d", "e"));
 }
 
 TEST(LogFileWriter, KeepsItsFilesFromAProgramItStarts) {

@@ -26,7 +26,10 @@ LogFileWriter::LogFileWriter(std::string name, std::string dir, std::int64_t kee
                              std::uint64_t limit)
     : fileName(std::move(name)), directory(std::move(dir)), keepCount(keep), sizeLimit(limit) {}
 
-LogFileWriter::~LogFileWriter() noexcept = default;
+LogFileWriter::~LogFileWriter() noexcept {
+  // In key order; the map's own destructor goes by its tree.
+  for (auto& [subDirKey, file] : openFiles) file.reset();
+}
 
 std::string LogFileWriter::DirectoryOf(const std::string& subDirKey) const {
   return subDirKey.empty() ? directory : directory + "/" + subDirKey;
