@@ -37,11 +37,23 @@ std::time_t AsUtc(const ZinDateTime& moment) {
   return days * 24 * hour + moment.hour * hour + moment.minute * 60 + moment.second;
 }
 
+std::uint64_t MillisecondsNow() {
+  timespec now{};
+  EXPECT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
+         static_cast<std::uint64_t>(now.tv_nsec) / 1000000U;
+}
+
+// Not time(), which lags behind by some milliseconds.
+std::time_t SecondsNow() {
+  return static_cast<std::time_t>(MillisecondsNow() / 1000U);
+}
+
 // Whether the date and time of now are UTC plus `offset` seconds.
 testing::AssertionResult IsAheadOfUtcBy(std::time_t offset) {
-  const std::time_t before = std::time(nullptr);
+  const std::time_t before = SecondsNow();
   const ZinDateTime now = ZinDateTime::GetCurrentDateTime();
-  const std::time_t after = std::time(nullptr);
+  const std::time_t after = SecondsNow();
   const std::time_t shown = AsUtc(now) - offset;
   if (before <= shown && shown <= after) return testing::AssertionSuccess();
   return testing::AssertionFailure()
@@ -49,11 +61,15 @@ testing::AssertionResult IsAheadOfUtcBy(std::time_t offset) {
          << ':' << now.second << " is off by " << shown - before << " seconds";
 }
 
-std::uint64_t MillisecondsNow() {
-  timespec now{};
-  EXPECT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
-         static_cast<std::uint64_t>(now.tv_nsec) / 1000000U;
+// A second that lags behind its milliseconds puts 4 of 1,000 lines almost a
+// second into the past, and rotated files out of the order of their names.
+TEST(DateTime, GoesOnToTheNextSecondTogetherWithTheTick) {
+  SetTimeZone("UTC0");
+  const std::time_t begin = SecondsNow();
+  while (SecondsNow() < begin + 2) {
+    const std::time_t tickBefore = static_cast<std::time_t>(ZinDateTime::GetCurrentTick() / 1000U);
+    ASSERT_GE(AsUtc(ZinDateTime::GetCurrentDateTime()), tickBefore);
+  }
 }
 
 TEST(DateTime, IsTheTimeOfTheProcessesZone) {

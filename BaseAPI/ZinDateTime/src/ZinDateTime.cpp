@@ -25,14 +25,22 @@ void UnlockConversion() {
 
 constexpr int firstYearOfTm = 1900;
 
+// Not time(): that reads a coarser clock, which shows the old second for some
+// milliseconds after the tick has gone on to the next.
+timespec Now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now;
+}
+
 }  // namespace
 
 ZinDateTime ZinDateTime::GetCurrentDateTime() {
-  const std::time_t now = std::time(nullptr);
+  const timespec now = Now();
   std::tm local{};
   {
     const std::lock_guard<std::mutex> lock(conversionMutex);
-    localtime_r(&now, &local);
+    localtime_r(&now.tv_sec, &local);
   }
   ZinDateTime result;
   result.year = local.tm_year + firstYearOfTm;
@@ -45,8 +53,7 @@ ZinDateTime ZinDateTime::GetCurrentDateTime() {
 }
 
 std::uint64_t ZinDateTime::GetCurrentTick() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
+  const timespec now = Now();
   return static_cast<std::uint64_t>(now.tv_sec) * 1000 +
          static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
 }
