@@ -284,6 +284,18 @@ TEST_F(OpenFile, NeverTakesAStandardDescriptor) {
   EXPECT_THAT(DescriptorsOf(path), ElementsAre(::testing::Gt(2)));
 }
 
+// Not even for a moment, in which a line for standard error would land in it.
+TEST_F(OpenFile, OccupiesAFreeStandardDescriptorWhileTheFileIsOpened) {
+  const ClosedStandardInput closed;
+
+  writer.WriteLine("", "line\n");
+
+  // The first placeholder takes descriptor 0, the second one is not needed.
+  EXPECT_THAT(calls.Of({"epoll_create1", "open"}),
+              ElementsAre("open " + path + " for reading", "epoll_create1", "epoll_create1",
+                          "open " + path + " for writing 0640"));
+}
+
 TEST_F(OpenFile, NeverTakesAStandardDescriptorEvenWhenThereIsNoPlaceholder) {
   const ClosedStandardInput closed;
   calls.FailFrom("epoll_create1", ENOMEM);
