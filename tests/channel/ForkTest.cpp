@@ -133,6 +133,29 @@ TEST(Fork, OfAChildThatHasAChannelOfItsOwnGivesEveryProcessItsOwnLines) {
               ElementsAre("grandchild without a channel"));
 }
 
+// Whatever another thread is doing for the first time at that moment: looking
+// up an account, reading the name of the process.
+class ForkDuringTheFirst : public testing::TestWithParam<const char*> {};
+
+TEST_P(ForkDuringTheFirst, UseLeavesTheChildAbleToLog) {
+  const ScratchDir dir;
+
+  const ProgramResult result = RunProgram({FIRST_USE_PROBE, GetParam(), dir.Path()});
+
+  ASSERT_FALSE(result.timedOut);
+  ASSERT_EQ(result.exitCode, 0) << result.standardOutput << result.standardError;
+  EXPECT_THAT(dir.Read("app.log"), HasSubstr("]: the parent's\n"));
+  ASSERT_TRUE(dir.Has("child/app.log"));
+  EXPECT_THAT(dir.Read("child/app.log"), HasSubstr("]: the child's\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(What, ForkDuringTheFirst, testing::Values("account", "process-name"),
+                         [](const auto& call) {
+                           std::string name = call.param;
+                           std::erase(name, '-');
+                           return name;
+                         });
+
 TEST(Fork, PassesOnSettingsAndCountAndNamesButNoRunningChannel) {
   const ScratchDir dir;
 

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "RunProgram.h"
@@ -52,10 +51,9 @@ void ExpectWholeLines(const std::string& path) {
 }
 
 void ExpectWholeRecords(const std::string& path) {
-  static const std::regex record("thread [1-4] record [0-9]+");
   std::ifstream file(path);
   for (std::string line; std::getline(file, line) && !file.eof();) {
-    ASSERT_TRUE(std::regex_match(line, record)) << path << ": " << line;
+    ASSERT_THAT(line, MatchesRegex("thread [1-4] record [0-9]+")) << path;
   }
 }
 

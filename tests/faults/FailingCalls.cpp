@@ -72,11 +72,29 @@ Verdict Judge(const std::string& name, const std::string& arguments) {
   return verdict;
 }
 
-// Whether the call is to fail; errno is set then.
-bool MustFail(const std::string& name, const std::string& arguments) {
-  const int error = Judge(name, arguments).error;
-  if (error != 0) errno = error;
-  return error != 0;
+// The errno with which the call is to fail, or 0.
+int ErrorOf(const std::string& name, const std::string& arguments) {
+  return Judge(name, arguments).error;
+}
+
+// The path of an open directory that is about to be closed.
+std::string ForgetDirectory(DIR* directory) {
+  State& state = Shared();
+  const std::lock_guard<std::mutex> lock(state.mutex);
+  const auto found = state.openDirectories.extract(directory);
+  return found.empty() ? std::string() : found.mapped();
+}
+
+bool HasFakeAccount() {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  return Shared().account.has_value();
+}
+
+// Comes last in a call: what is freed after it might change errno.
+template <typename Result>
+Result Failed(int error, Result result) {
+  errno = error;
+  return result;
 }
 
 std::string Octal(mode_t mode) {
@@ -171,108 +189,97 @@ int __wrap_open(const char* path, int flags, ...) {
     mode = va_arg(values, mode_t);
     va_end(values);
   }
-  const std::string purpose =
-      (flags & O_ACCMODE) == O_RDONLY ? " for reading" : " for writing " + Octal(mode);
-  return MustFail("open", path + purpose) ? -1 : __real_open(path, flags, mode);
+  const bool reads = (flags & O_ACCMODE) == O_RDONLY;
+  const int error =
+      ErrorOf("open", path + (reads ? std::string(" for reading") : " for writing " + Octal(mode)));
+  return error != 0 ? Failed(error, -1) : __real_open(path, flags, mode);
 }
 
 ssize_t __real_write(int descriptor, const void* data, std::size_t size);
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
   const Verdict verdict = Judge("write", std::to_string(size));
-  if (verdict.error != 0) {
-    errno = verdict.error;
-    return -1;
-  }
+  if (verdict.error != 0) return Failed(verdict.error, ssize_t{-1});
   return __real_write(descriptor, data, std::min(size, verdict.takenBytes.value_or(size)));
 }
 
 int __real_close(int descriptor);
 int __wrap_close(int descriptor) {
-  if (!MustFail("close", "")) return __real_close(descriptor);
+  const int error = ErrorOf("close", "");
   // A close that fails has released the descriptor all the same.
-  const int error = errno;
-  (void)__real_close(descriptor);
-  errno = error;
-  return -1;
+  const int result = __real_close(descriptor);
+  return error != 0 ? Failed(error, -1) : result;
 }
 
 int __real_renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
                      unsigned flags);
 int __wrap_renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
                      unsigned flags) {
-  const std::string arguments = std::string(from) + " " + to + " " + std::to_string(flags);
-  return MustFail("renameat2", arguments)
-             ? -1
-             : __real_renameat2(fromDirectory, from, toDirectory, to, flags);
+  const int error =
+      ErrorOf("renameat2", std::string(from) + " " + to + " " + std::to_string(flags));
+  return error != 0 ? Failed(error, -1)
+                    : __real_renameat2(fromDirectory, from, toDirectory, to, flags);
 }
 
 int __real_rename(const char* from, const char* to);
 int __wrap_rename(const char* from, const char* to) {
-  return MustFail("rename", std::string(from) + " " + to) ? -1 : __real_rename(from, to);
+  const int error = ErrorOf("rename", std::string(from) + " " + to);
+  return error != 0 ? Failed(error, -1) : __real_rename(from, to);
 }
 
 int __real_mkdir(const char* path, mode_t mode);
 int __wrap_mkdir(const char* path, mode_t mode) {
-  return MustFail("mkdir", path + (" " + Octal(mode))) ? -1 : __real_mkdir(path, mode);
+  const int error = ErrorOf("mkdir", path + (" " + Octal(mode)));
+  return error != 0 ? Failed(error, -1) : __real_mkdir(path, mode);
 }
 
 DIR* __real_opendir(const char* path);
 DIR* __wrap_opendir(const char* path) {
-  if (MustFail("opendir", path)) return nullptr;
+  const int error = ErrorOf("opendir", path);
+  if (error != 0) return Failed<DIR*>(error, nullptr);
   DIR* const directory = __real_opendir(path);
-  const int error = errno;
-  if (directory != nullptr) {
-    const std::lock_guard<std::mutex> lock(Shared().mutex);
-    Shared().openDirectories[directory] = path;
-  }
-  errno = error;
+  if (directory == nullptr) return nullptr;
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().openDirectories[directory] = path;
   return directory;
 }
 
 dirent* __real_readdir(DIR* directory);
 dirent* __wrap_readdir(DIR* directory) {
-  return MustFail("readdir", "") ? nullptr : __real_readdir(directory);
+  const int error = ErrorOf("readdir", "");
+  return error != 0 ? Failed<dirent*>(error, nullptr) : __real_readdir(directory);
 }
 
 int __real_closedir(DIR* directory);
 int __wrap_closedir(DIR* directory) {
-  std::string path;
-  {
-    const std::lock_guard<std::mutex> lock(Shared().mutex);
-    path = Shared().openDirectories[directory];
-    Shared().openDirectories.erase(directory);
-  }
-  if (!MustFail("closedir", path)) return __real_closedir(directory);
-  const int error = errno;
-  (void)__real_closedir(directory);
-  errno = error;
-  return -1;
+  const int error = ErrorOf("closedir", ForgetDirectory(directory));
+  const int result = __real_closedir(directory);
+  return error != 0 ? Failed(error, -1) : result;
 }
 
 int __real_stat(const char* path, struct stat* status);
 int __wrap_stat(const char* path, struct stat* status) {
-  return MustFail("stat", path) ? -1 : __real_stat(path, status);
+  const int error = ErrorOf("stat", path);
+  return error != 0 ? Failed(error, -1) : __real_stat(path, status);
 }
 
 int __real_lstat(const char* path, struct stat* status);
 int __wrap_lstat(const char* path, struct stat* status) {
-  return MustFail("lstat", path) ? -1 : __real_lstat(path, status);
+  const int error = ErrorOf("lstat", path);
+  return error != 0 ? Failed(error, -1) : __real_lstat(path, status);
 }
 
 int __real_chmod(const char* path, mode_t mode);
 int __wrap_chmod(const char* path, mode_t mode) {
-  return MustFail("chmod", path + (" " + Octal(mode))) ? -1 : __real_chmod(path, mode);
+  const int error = ErrorOf("chmod", path + (" " + Octal(mode)));
+  return error != 0 ? Failed(error, -1) : __real_chmod(path, mode);
 }
 
 int __real_lchown(const char* path, uid_t user, gid_t group);
 int __wrap_lchown(const char* path, uid_t user, gid_t group) {
-  const std::string owner = std::to_string(user) + ":" + std::to_string(group);
-  if (MustFail("lchown", path + (" " + owner))) return -1;
-  {
-    const std::lock_guard<std::mutex> lock(Shared().mutex);
-    if (Shared().account) return 0;
-  }
-  return __real_lchown(path, user, group);
+  const int error = ErrorOf(
+      "lchown", std::string(path) + " " + std::to_string(user) + ":" + std::to_string(group));
+  if (error != 0) return Failed(error, -1);
+  return HasFakeAccount() ? 0 : __real_lchown(path, user, group);
 }
 
 int __real_getpwnam_r(const char* name, passwd* record, char* buffer, std::size_t size,
@@ -298,27 +305,32 @@ int __wrap_getpwnam_r(const char* name, passwd* record, char* buffer, std::size_
 
 int __real_remove(const char* path);
 int __wrap_remove(const char* path) {
-  return MustFail("remove", path) ? -1 : __real_remove(path);
+  const int error = ErrorOf("remove", path);
+  return error != 0 ? Failed(error, -1) : __real_remove(path);
 }
 
 int __real_unlink(const char* path);
 int __wrap_unlink(const char* path) {
-  return MustFail("unlink", path) ? -1 : __real_unlink(path);
+  const int error = ErrorOf("unlink", path);
+  return error != 0 ? Failed(error, -1) : __real_unlink(path);
 }
 
 int __real_rmdir(const char* path);
 int __wrap_rmdir(const char* path) {
-  return MustFail("rmdir", path) ? -1 : __real_rmdir(path);
+  const int error = ErrorOf("rmdir", path);
+  return error != 0 ? Failed(error, -1) : __real_rmdir(path);
 }
 
 char* __real_realpath(const char* path, char* resolved);
 char* __wrap_realpath(const char* path, char* resolved) {
-  return MustFail("realpath", path) ? nullptr : __real_realpath(path, resolved);
+  const int error = ErrorOf("realpath", path);
+  return error != 0 ? Failed<char*>(error, nullptr) : __real_realpath(path, resolved);
 }
 
 int __real_epoll_create1(int flags);
 int __wrap_epoll_create1(int flags) {
-  return MustFail("epoll_create1", "") ? -1 : __real_epoll_create1(flags);
+  const int error = ErrorOf("epoll_create1", "");
+  return error != 0 ? Failed(error, -1) : __real_epoll_create1(flags);
 }
 
 // std::thread::_M_start_thread(std::unique_ptr<_State>, void (*)()). The

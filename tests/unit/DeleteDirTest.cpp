@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <thread>
+#include <vector>
 
 #include "FakeSleep.h"
 #include "ScratchDir.h"
@@ -14,8 +15,12 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 namespace fs = std::filesystem;
 
-// A retention thread that never ends: it stays parked when the test is over,
-// so its state and its directory's name outlive everything.
+// The state of a retention thread, which stays parked when its test is over.
+ZinLoggerPrivate& NewImmortalState() {
+  static std::vector<ZinLoggerPrivate*>& all = *new std::vector<ZinLoggerPrivate*>;
+  return *all.emplace_back(new ZinLoggerPrivate);
+}
+
 class DeleteDir : public ::testing::Test {
  protected:
   void Start(bool metricsChannel = false) {
@@ -36,7 +41,7 @@ class DeleteDir : public ::testing::Test {
   }
 
   const ScratchDir dir;
-  ZinLoggerPrivate& state = *new ZinLoggerPrivate;
+  ZinLoggerPrivate& state = NewImmortalState();
 
  private:
   int passes = FakeSleep::EnteredCount();

@@ -170,4 +170,16 @@ TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {
   EXPECT_THAT(lines, Each(MatchesRegex("a{80}|b{80}|c{80}|d{80}")));
 }
 
+TEST(StandardError, LosesNoLineToNullLinesOfAnotherThread) {
+  constexpr int lineCount = 40000;
+  const CapturedStandardError standardError;
+  {
+    const std::jthread spoiler([](const std::stop_token& stop) {
+      while (!stop.stop_requested()) WriteToStandardError(nullptr);
+    });
+    for (int i = 0; i < lineCount; ++i) WriteToStandardError("line\n");
+  }
+  EXPECT_THAT(SplitLines(standardError.Text()), SizeIs(lineCount));
+}
+
 }  // namespace

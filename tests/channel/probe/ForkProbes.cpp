@@ -1,23 +1,19 @@
-#include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <map>
 #include <thread>
 #include <vector>
 
+#include "Children.h"
 #include "Probe.h"
-#include "Sanitizers.h"
 
 namespace {
 
 constexpr int threadCount = 4;
 constexpr int linesPerRound = 100;
 constexpr int linesPerChild = 20;
-constexpr unsigned childsSeconds = 40;  // only a hang takes as long
 
 // Four threads that log while the main thread forks. Each round lets every one
 // of them log some more lines, so that their number is known and the fork of the
@@ -50,39 +46,6 @@ class LoggingThreads {
   std::atomic<int> begun{0};
   std::vector<std::thread> threads;
 };
-
-// The C library gives a child's threads the stacks, and with them the ids, that
-// the parent's threads had; the thread sanitizer ends the process when it meets
-// such an id again. Stacks that are larger than those are new.
-void AvoidIdsOfParentsThreads() {
-  if (!builtWithThreadSanitizer) return;
-  pthread_attr_t attributes;
-  std::size_t size = 0;
-  Require(pthread_getattr_default_np(&attributes) == 0, "no default attributes");
-  Require(pthread_attr_getstacksize(&attributes, &size) == 0, "no stack size");
-  Require(pthread_attr_setstacksize(&attributes, 2 * size) == 0, "no larger stacks");
-  Require(pthread_setattr_default_np(&attributes) == 0, "no new default attributes");
-  Require(pthread_attr_destroy(&attributes) == 0, "attributes");
-}
-
-// Forks, runs `body` in the child (which should not come back), and waits for
-// its end; anything but a clean one fails the probe.
-void RunInChild(const std::string& name, const std::function<void()>& body) {
-  const pid_t child = fork();
-  Require(child >= 0, "cannot fork");
-  if (child == 0) {
-    alarm(childsSeconds);
-    AvoidIdsOfParentsThreads();
-    body();
-    _exit(0);
-  }
-  int status = 0;
-  Require(waitpid(child, &status, 0) == child, "lost a child");
-  Require(!WIFSIGNALED(status), name + " was ended by signal " + std::to_string(WTERMSIG(status)) +
-                                    " (" + std::to_string(SIGALRM) + ": it hung)");
-  Require(WEXITSTATUS(status) == 0,
-          name + " ended with status " + std::to_string(WEXITSTATUS(status)));
-}
 
 void LogAsChild(int round) {
   for (int i = 0; i < linesPerChild; ++i) {

@@ -1,0 +1,77 @@
+#include <pwd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+#include "Children.h"
+#include "Probe.h"
+
+// first_use_probe account|process-name <directory>
+//
+// Forks while another thread is in the midst of something that happens once in
+// a process: what the child inherits half done, it can neither finish nor use.
+// The two calls of the C library that the library makes then are slow here.
+
+namespace {
+
+std::string slowCall;
+std::atomic<bool> isInSlowCall{false};
+std::atomic<bool> isAboutToFork{false};
+
+// Stays until the fork is on its way. The fork may wait for the call to return,
+// so the call cannot wait for the fork: it gives it time, and a fork that does
+// not wait is long done by then.
+void BeSlow(const std::string& call) {
+  if (call != slowCall || isInSlowCall.exchange(true)) return;
+  WaitUntil([] { return isAboutToFork.load(); }, "the fork");
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+}
+
+// As that of the C library: a lock that a child inherits as it is.
+std::mutex accountMutex;
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int getpwnam_r(const char*, passwd*, char*, std::size_t,
+                                                      passwd** result) {
+  const std::lock_guard<std::mutex> lock(accountMutex);
+  BeSlow("account");
+  *result = nullptr;
+  return 0;
+}
+
+__attribute__((visibility("default"))) ssize_t readlink(const char* path, char* target,
+                                                        std::size_t size) noexcept {
+  BeSlow("process-name");
+  return syscall(SYS_readlink, path, target, size);
+}
+}
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: first_use_probe account|process-name <directory>\n");
+    return 2;
+  }
+  slowCall = argv[1];
+  const std::string dir = argv[2];
+  StartLog(dir);
+  std::thread first([] { LogLine("the parent's"); });
+  WaitUntil([] { return isInSlowCall.load(); }, "the slow call");
+
+  isAboutToFork = true;
+  RunInChild("the child", [&] {
+    StartLog(dir + "/child");
+    LogLine("the child's");
+    Logger().StopSystem();
+  });
+  first.join();
+  Logger().StopSystem();
+  return 0;
+}
