@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "RunProgram.h"
+#include "Sanitizers.h"
 #include "Scenario.h"
 #include "Text.h"
 
@@ -86,6 +87,7 @@ TEST(Fork, OutOfALoggingProcessHarmsNeitherTheParentNorAnyChild) {
     ExpectLinesOfChild(lines, round);
   }
   EXPECT_THAT(ProbeMessages(onStandardError), SizeIs(rounds / 5 * linesPerChild));
+  if (builtWithThreadSanitizer) return;  // these children start no channel then
   for (int round = 1; round < rounds; round += 5) {
     const std::string child = "child-" + std::to_string(round);
     ExpectLinesOfChild(dir.LinesOf(child + "/child.log"), round);

@@ -26,6 +26,7 @@ struct Fault {
   bool lasting;
   int error;
   std::optional<std::size_t> takenBytes;  // of a write that succeeds in part
+  std::function<void()> action;           // before the call, which then passes
   int seen = 0;
 };
 
@@ -58,17 +59,22 @@ struct Verdict {
 // Notes a call and tells what is to become of it.
 Verdict Judge(const std::string& name, const std::string& arguments) {
   State& state = Shared();
-  const std::lock_guard<std::mutex> lock(state.mutex);
   Verdict verdict;
-  if (!state.active) return verdict;
-  state.record.push_back(arguments.empty() ? name : name + " " + arguments);
-  for (Fault& fault : state.faults) {
-    if (fault.name != name) continue;
-    ++fault.seen;
-    if (fault.seen == fault.which || (fault.lasting && fault.seen > fault.which)) {
-      verdict = {fault.error, fault.takenBytes};
+  std::function<void()> action;
+  {
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    if (!state.active) return verdict;
+    state.record.push_back(arguments.empty() ? name : name + " " + arguments);
+    for (Fault& fault : state.faults) {
+      if (fault.name != name) continue;
+      ++fault.seen;
+      if (fault.seen == fault.which || (fault.lasting && fault.seen > fault.which)) {
+        verdict = {fault.error, fault.takenBytes};
+        action = fault.action;
+      }
     }
   }
+  if (action) action();
   return verdict;
 }
 
@@ -134,15 +140,19 @@ FailingCalls::~FailingCalls() {
 }
 
 void FailingCalls::Fail(const std::string& name, int error, int which) {
-  AddFault({name, which, false, error, std::nullopt});
+  AddFault({name, which, false, error, std::nullopt, nullptr});
 }
 
 void FailingCalls::FailFrom(const std::string& name, int error, int first) {
-  AddFault({name, first, true, error, std::nullopt});
+  AddFault({name, first, true, error, std::nullopt, nullptr});
 }
 
 void FailingCalls::ShortenWrite(std::size_t bytes, int which) {
-  AddFault({"write", which, false, 0, bytes});
+  AddFault({"write", which, false, 0, bytes, nullptr});
+}
+
+void FailingCalls::Before(const std::string& name, std::function<void()> action, int which) {
+  AddFault({name, which, false, 0, std::nullopt, std::move(action)});
 }
 
 void FailingCalls::UseAccount(uid_t user, gid_t group) {

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -30,6 +31,10 @@ class FailingCalls {
 
   // The `which`-th write from now on takes only the first `bytes` bytes.
   void ShortenWrite(std::size_t bytes, int which = 1);
+
+  // Runs `action` just before the `which`-th call of this name from now on: what
+  // another process or thread does in that moment.
+  void Before(const std::string& name, std::function<void()> action, int which = 1);
 
   // Account lookups find this account for every name; lchown then succeeds
   // without reaching the system, so that no rights are needed.

@@ -100,6 +100,18 @@ TEST(FailingCalls, FailsACallAndAllAfterIt) {
   EXPECT_EQ(mkdir((dir / "c").c_str(), 0700), -1);
 }
 
+TEST(FailingCalls, RunsAnActionBeforeACall) {
+  const ScratchDir dir;
+  FailingCalls calls;
+  calls.Before(
+      "mkdir", [&] { dir.Write("b", "in the way"); }, 2);
+
+  EXPECT_EQ(mkdir((dir / "a").c_str(), 0700), 0);
+  EXPECT_FALSE(dir.Has("b"));
+  EXPECT_EQ(mkdir((dir / "b").c_str(), 0700), -1);
+  EXPECT_EQ(errno, EEXIST);
+}
+
 TEST(FailingCalls, FailsTheStartOfAThread) {
   FailingCalls calls;
   calls.Fail("thread", EAGAIN);

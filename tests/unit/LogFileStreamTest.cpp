@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 
@@ -38,6 +39,20 @@ TEST(LogFileStream, EmptiesAFileThatExists) {
   (void)LogFileStream::Open(dir / "app.log");
 
   EXPECT_EQ(dir.Read("app.log"), "");
+}
+
+TEST(LogFileStream, RefusesAFileThatExistsWhenAskedTo) {
+  const ScratchDir dir;
+  dir.Write("app.log", "of another worker");
+
+  errno = 0;
+  const auto stream = LogFileStream::Open(dir / "app.log", LogFileStream::Existing::Refuse);
+  const int error = errno;
+
+  EXPECT_EQ(stream, nullptr);
+  EXPECT_EQ(error, EEXIST);
+  EXPECT_EQ(dir.Read("app.log"), "of another worker");
+  EXPECT_NE(LogFileStream::Open(dir / "new.log", LogFileStream::Existing::Refuse), nullptr);
 }
 
 TEST(LogFileStream, CreatesTheFileWithMode0640FromTheStart) {

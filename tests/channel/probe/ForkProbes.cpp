@@ -8,6 +8,7 @@
 
 #include "Children.h"
 #include "Probe.h"
+#include "Sanitizers.h"
 
 namespace {
 
@@ -64,11 +65,20 @@ void RunOwnChannels(const std::string& directory, int round) {
   Logger().StopSystem();
 }
 
+// The thread sanitizer allocates memory under a lock of its own, which a child
+// inherits locked when another thread was in there; its children may find no
+// memory for a thread. So they start none while the parent's threads log, and
+// where they do, the parent's worker is idle.
+void LetWorkerComeToRest(const std::string& file) {
+  if (builtWithThreadSanitizer) WaitForFile(file);
+}
+
 void ForkOnce(const std::string& dir, int round) {
   switch (round % 5) {
     case 0:
       return RunInChild("a child that logs", [round] { LogAsChild(round); });
     case 1:
+      if (builtWithThreadSanitizer) return RunInChild("a child that calls _exit", [] { _exit(0); });
       return RunInChild("a child with channels of its own",
                         [&] { RunOwnChannels(dir + "/child-" + std::to_string(round), round); });
     case 2:
@@ -118,9 +128,11 @@ int ForkTwice(const Arguments& arguments) {
   const std::string& dir = arguments.at(0);
   StartLog(dir);
   LogLine("parent before");
+  LetWorkerComeToRest(dir + "/app.log");
   RunInChild("the child", [&] {
     StartLog(dir + "/child");
     LogLine("child before");
+    LetWorkerComeToRest(dir + "/child/app.log");
     RunInChild("the grandchild", [&] {
       LogLine("grandchild without a channel");
       StartLog(dir + "/grandchild");
@@ -140,6 +152,8 @@ int ForkTwice(const Arguments& arguments) {
 int CheckStateOfChild(const Arguments& arguments) {
   const std::string& dir = arguments.at(0);
   StartLog(dir);
+  LogLine("parent");
+  LetWorkerComeToRest(dir + "/app.log");
   Logger().SetLogLevel(WARN);
   Logger().Metrics("counted");
   const std::string nameOfLibrary = Logger().GetMetricsLogName(true);
