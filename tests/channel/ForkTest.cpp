@@ -118,7 +118,8 @@ TEST(Fork, WhileThreadsWriteToStandardErrorLeavesAllLinesWhole) {
   }
   ExpectEachThreadsLinesOnce(lines, "line");
   ExpectEachThreadsLinesOnce(records, "record");
-  EXPECT_EQ(childrensLines, rounds * linesPerChild);
+  // Under the address sanitizer these children only end.
+  EXPECT_EQ(childrensLines, builtWithAddressSanitizer ? 0 : rounds * linesPerChild);
 }
 
 TEST(Fork, OfAChildThatHasAChannelOfItsOwnGivesEveryProcessItsOwnLines) {

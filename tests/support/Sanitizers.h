@@ -6,14 +6,27 @@
 #if __has_feature(thread_sanitizer)
 #define ZIN_TEST_THREAD_SANITIZER
 #endif
-#elif defined(__SANITIZE_THREAD__)
+#if __has_feature(address_sanitizer)
+#define ZIN_TEST_ADDRESS_SANITIZER
+#endif
+#endif
+#if defined(__SANITIZE_THREAD__)
 #define ZIN_TEST_THREAD_SANITIZER
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define ZIN_TEST_ADDRESS_SANITIZER
 #endif
 
 #ifdef ZIN_TEST_THREAD_SANITIZER
 inline constexpr bool builtWithThreadSanitizer = true;
 #else
 inline constexpr bool builtWithThreadSanitizer = false;
+#endif
+
+#ifdef ZIN_TEST_ADDRESS_SANITIZER
+inline constexpr bool builtWithAddressSanitizer = true;
+#else
+inline constexpr bool builtWithAddressSanitizer = false;
 #endif
 
 #endif  // ZIN_TEST_SANITIZERS_H

@@ -112,12 +112,17 @@ int ForkWhileThreadsLog(const Arguments& arguments) {
 
 // fork-not-running <rounds>: all lines go to standard error, parent's and
 // children's.
+// The address sanitizer's fflush takes a lock of its own for each stream, which
+// a child inherits locked when another thread was writing. Under it the children
+// write nothing.
 int ForkWhileThreadsWriteToStandardError(const Arguments& arguments) {
   const int rounds = std::stoi(arguments.at(0));
   LoggingThreads threads(rounds);
   for (int round = 0; round < rounds; ++round) {
     threads.BeginRound();
-    RunInChild("a child that logs", [round] { LogAsChild(round); });
+    RunInChild("a child that logs", [round] {
+      if (!builtWithAddressSanitizer) LogAsChild(round);
+    });
   }
   threads.Join();
   return 0;
