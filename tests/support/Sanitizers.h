@@ -29,4 +29,9 @@ inline constexpr bool builtWithAddressSanitizer = true;
 inline constexpr bool builtWithAddressSanitizer = false;
 #endif
 
+// Their runtimes allocate memory under locks of their own, which a child of fork
+// inherits locked when another thread was in there.
+inline constexpr bool sanitizerLocksReachChildren =
+    builtWithThreadSanitizer || builtWithAddressSanitizer;
+
 #endif  // ZIN_TEST_SANITIZERS_H

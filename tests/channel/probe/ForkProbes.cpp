@@ -65,12 +65,12 @@ void RunOwnChannels(const std::string& directory, int round) {
   Logger().StopSystem();
 }
 
-// The thread sanitizer allocates memory under a lock of its own, which a child
+// A sanitizer allocates memory under a lock of its own, which a child
 // inherits locked when another thread was in there; its children may find no
 // memory for a thread. So they start none while the parent's threads log, and
 // where they do, the parent's worker is idle.
 void LetWorkerComeToRest(const std::string& file) {
-  if (builtWithThreadSanitizer) WaitForFile(file);
+  if (sanitizerLocksReachChildren) WaitForFile(file);
 }
 
 void ForkOnce(const std::string& dir, int round) {
@@ -78,7 +78,8 @@ void ForkOnce(const std::string& dir, int round) {
     case 0:
       return RunInChild("a child that logs", [round] { LogAsChild(round); });
     case 1:
-      if (builtWithThreadSanitizer) return RunInChild("a child that calls _exit", [] { _exit(0); });
+      if (sanitizerLocksReachChildren)
+        return RunInChild("a child that calls _exit", [] { _exit(0); });
       return RunInChild("a child with channels of its own",
                         [&] { RunOwnChannels(dir + "/child-" + std::to_string(round), round); });
     case 2:
@@ -121,7 +122,7 @@ int ForkWhileThreadsWriteToStandardError(const Arguments& arguments) {
   for (int round = 0; round < rounds; ++round) {
     threads.BeginRound();
     RunInChild("a child that logs", [round] {
-      if (!builtWithAddressSanitizer) LogAsChild(round);
+      if (!sanitizerLocksReachChildren) LogAsChild(round);
     });
   }
   threads.Join();
