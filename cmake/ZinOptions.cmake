@@ -20,8 +20,6 @@ target_compile_options(
             -Wold-style-cast
             -Wundef
             -Wformat=2
-            # g++ 12 warns of string concatenations that are right.
-            $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
             $<$<BOOL:${ZIN_WARNINGS_AS_ERRORS}>:-Werror>)
 if(ZIN_SANITIZERS)
   target_compile_options(

@@ -238,7 +238,7 @@ int __wrap_rename(const char* from, const char* to) {
 
 int __real_mkdir(const char* path, mode_t mode);
 int __wrap_mkdir(const char* path, mode_t mode) {
-  const int error = ErrorOf("mkdir", path + (" " + Octal(mode)));
+  const int error = ErrorOf("mkdir", std::string(path) + " " + Octal(mode));
   return error != 0 ? Failed(error, -1) : __real_mkdir(path, mode);
 }
 
@@ -280,7 +280,7 @@ int __wrap_lstat(const char* path, struct stat* status) {
 
 int __real_chmod(const char* path, mode_t mode);
 int __wrap_chmod(const char* path, mode_t mode) {
-  const int error = ErrorOf("chmod", path + (" " + Octal(mode)));
+  const int error = ErrorOf("chmod", std::string(path) + " " + Octal(mode));
   return error != 0 ? Failed(error, -1) : __real_chmod(path, mode);
 }
 
