@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <thread>
 #include <vector>
@@ -65,12 +67,28 @@ void RunOwnChannels(const std::string& directory, int round) {
   Logger().StopSystem();
 }
 
-// A sanitizer allocates memory under a lock of its own, which a child
-// inherits locked when another thread was in there; its children may find no
-// memory for a thread. So they start none while the parent's threads log, and
-// where they do, the parent's worker is idle.
-void LetWorkerComeToRest(const std::string& file) {
-  if (sanitizerLocksReachChildren) WaitForFile(file);
+// The state letter of a thread as the kernel tells it, behind the thread's name.
+char StateOfThread(const std::filesystem::path& task) {
+  std::string status;
+  std::getline(std::ifstream(task / "stat"), status);
+  const std::size_t nameEnd = status.rfind(") ");
+  return nameEnd == std::string::npos ? '?' : status[nameEnd + 2];
+}
+
+bool OtherThreadsSleep() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(gettid())) continue;
+    if (StateOfThread(task.path()) != 'S') return false;
+  }
+  return true;
+}
+
+// A sanitizer allocates memory under locks of its own, which a child inherits
+// locked when another thread was in there. So its children start no channel
+// while the parent's threads log, and where they do, the parent's library
+// threads are asleep: a worker that waits or naps allocates nothing.
+void LetLibraryThreadsSleep() {
+  if (sanitizerLocksReachChildren) WaitUntil(OtherThreadsSleep, "threads that sleep");
 }
 
 void ForkOnce(const std::string& dir, int round) {
@@ -78,10 +96,10 @@ void ForkOnce(const std::string& dir, int round) {
     case 0:
       return RunInChild("a child that logs", [round] { LogAsChild(round); });
     case 1:
-      if (sanitizerLocksReachChildren)
-        return RunInChild("a child that calls _exit", [] { _exit(0); });
-      return RunInChild("a child with channels of its own",
-                        [&] { RunOwnChannels(dir + "/child-" + std::to_string(round), round); });
+      return RunInChild("a child with channels of its own", [&] {
+        if (sanitizerLocksReachChildren) _exit(0);
+        RunOwnChannels(dir + "/child-" + std::to_string(round), round);
+      });
     case 2:
       return RunInChild("a child that calls exit", [] { std::exit(0); });
     case 3:
@@ -134,11 +152,11 @@ int ForkTwice(const Arguments& arguments) {
   const std::string& dir = arguments.at(0);
   StartLog(dir);
   LogLine("parent before");
-  LetWorkerComeToRest(dir + "/app.log");
+  LetLibraryThreadsSleep();
   RunInChild("the child", [&] {
     StartLog(dir + "/child");
     LogLine("child before");
-    LetWorkerComeToRest(dir + "/child/app.log");
+    LetLibraryThreadsSleep();
     RunInChild("the grandchild", [&] {
       LogLine("grandchild without a channel");
       StartLog(dir + "/grandchild");
@@ -159,7 +177,7 @@ int CheckStateOfChild(const Arguments& arguments) {
   const std::string& dir = arguments.at(0);
   StartLog(dir);
   LogLine("parent");
-  LetWorkerComeToRest(dir + "/app.log");
+  LetLibraryThreadsSleep();
   Logger().SetLogLevel(WARN);
   Logger().Metrics("counted");
   const std::string nameOfLibrary = Logger().GetMetricsLogName(true);
