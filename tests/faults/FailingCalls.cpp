@@ -5,6 +5,7 @@
 #include <pwd.h>
 #include <sys/epoll.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -205,11 +206,20 @@ int __wrap_open(const char* path, int flags, ...) {
   return error != 0 ? Failed(error, -1) : __real_open(path, flags, mode);
 }
 
-ssize_t __real_write(int descriptor, const void* data, std::size_t size);
-ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
+// The library writes through this one.
+long __real_syscall(long number, ...);
+long __wrap_syscall(long number, ...) {
+  std::va_list values;
+  va_start(values, number);
+  long first = va_arg(values, long);
+  long second = va_arg(values, long);
+  long third = va_arg(values, long);
+  va_end(values);
+  if (number != SYS_write) return __real_syscall(number, first, second, third);
+  const auto size = static_cast<std::size_t>(third);
   const Verdict verdict = Judge("write", std::to_string(size));
-  if (verdict.error != 0) return Failed(verdict.error, ssize_t{-1});
-  return __real_write(descriptor, data, std::min(size, verdict.takenBytes.value_or(size)));
+  if (verdict.error != 0) return Failed(verdict.error, -1L);
+  return __real_syscall(number, first, second, std::min(size, verdict.takenBytes.value_or(size)));
 }
 
 int __real_close(int descriptor);

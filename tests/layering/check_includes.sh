@@ -43,6 +43,7 @@ find "${folders[@]}" -type f \( -name '*.h' -o -name '*.cpp' \) -print0 | sort -
       allowed["ZinLoggerPrivate.h", "BlockingQueue.h"] = 1
       allowed["ZinLoggerPrivate.h", "Retention.h"] = 1
       allowed["ZinLoggerPrivate.h", "ZinLogger.h"] = 1
+      allowed["BlockingQueue.h", "RecordFifo.h"] = 1
       allowed["LogFileWriter.h", "LogFileStream.h"] = 1
       allowed["LineFormat.h", "ZinLogger.h"] = 1
       allowed["SelfLog.h", "ZinLogger.h"] = 1

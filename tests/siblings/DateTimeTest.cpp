@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <thread>
@@ -84,6 +85,41 @@ TEST(DateTime, FollowsAChangeOfTheZone) {
   EXPECT_TRUE(IsAheadOfUtcBy(-11 * hour));
   SetTimeZone("FAR-14");
   EXPECT_TRUE(IsAheadOfUtcBy(14 * hour));
+}
+
+// A thread need not convert the same second twice, unless the zone has changed.
+TEST(DateTime, FollowsAChangeOfTheZoneWithinASecond) {
+  for (bool sameSecond = false; !sameSecond;) {
+    const std::time_t before = SecondsNow();
+    SetTimeZone("UTC0");
+    const std::time_t first = AsUtc(ZinDateTime::GetCurrentDateTime());
+    SetTimeZone("UTC-3");  // of the same name
+    const std::time_t second = AsUtc(ZinDateTime::GetCurrentDateTime());
+    sameSecond = SecondsNow() == before;
+    if (sameSecond) {
+      EXPECT_EQ(second - first, 3 * hour);
+    }
+  }
+}
+
+// Clocks go forward two seconds from now: the rule is made for the test.
+TEST(DateTime, FollowsTheBeginningOfSummerTimeToTheSecond) {
+  const std::time_t change = SecondsNow() + 2;
+  std::tm utc{};
+  ASSERT_NE(gmtime_r(&change, &utc), nullptr);
+  char zone[80];
+  // Day of the year and time at which summer time begins; it ends a day before
+  // that, so that it is winter now, whatever the date.
+  ASSERT_GT(std::snprintf(zone, sizeof zone, "STD0DST-1,%d/%d:%02d:%02d,%d/0", utc.tm_yday,
+                          utc.tm_hour, utc.tm_min, utc.tm_sec, (utc.tm_yday + 363) % 365),
+            0);
+  SetTimeZone(zone);
+  while (SecondsNow() < change + 2) {
+    const std::time_t before = SecondsNow();
+    const std::time_t shown = AsUtc(ZinDateTime::GetCurrentDateTime());
+    if (SecondsNow() != before) continue;
+    ASSERT_EQ(shown - before, before < change ? 0 : hour) << zone;
+  }
 }
 
 TEST(DateTime, FollowsSummerTime) {

@@ -1,5 +1,7 @@
 #include "Threads.h"
 
+#include <sys/syscall.h>
+
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -36,6 +38,13 @@ std::vector<pid_t> ThreadsNamed(const std::string& name) {
 
 bool IsAsleep(pid_t thread) {
   return StatusField(allThreads / std::to_string(thread), "State").starts_with("S");
+}
+
+bool WaitsToBeWoken(pid_t thread) {
+  // The number of the system call it is in, and its arguments.
+  std::ifstream call(allThreads / std::to_string(thread) / "syscall");
+  long number = -1;
+  return call >> number && number == SYS_futex && IsAsleep(thread);
 }
 
 unsigned long BlockedSignalsOf(pid_t thread) {

@@ -15,6 +15,10 @@ std::vector<pid_t> ThreadsNamed(const std::string& name);
 // system call that blocks.
 bool IsAsleep(pid_t thread);
 
+// Whether a thread waits for another to wake it, as on a condition variable or a
+// mutex. One that sleeps for a while does not.
+bool WaitsToBeWoken(pid_t thread);
+
 // The signals a thread blocks, signal 1 in the lowest bit.
 unsigned long BlockedSignalsOf(pid_t thread);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "BlockingQueue.h"
+#include "OpenQueue.h"
 
 using testing::ElementsAre;
 
@@ -21,7 +22,7 @@ static_assert(noexcept(std::declval<BlockingQueue&>().PushExitMarker()));
 std::vector<std::string> TakeLines(BlockingQueue& queue, BlockingQueue::Generation worker) {
   std::vector<std::string> lines;
   for (;;) {
-    const LogRecord record = queue.WaitPop(worker);
+    const LogRecord record = Pop(queue, worker);
     if (record.second.empty()) return lines;
     lines.push_back(record.second);
   }
@@ -59,7 +60,7 @@ TEST(BlockingQueue, GivesBackBothStringsOfARecord) {
 
   queue.Push("net", "a line\n");
 
-  EXPECT_EQ(queue.WaitPop(worker), LogRecord("net", "a line\n"));
+  EXPECT_EQ(Pop(queue, worker), LogRecord("net", "a line\n"));
   EXPECT_EQ(queue.Size(), 0u);
 }
 
@@ -82,7 +83,7 @@ TEST(BlockingQueue, DropsEveryPushAtCapacityZeroAndTakesOnlyTheExitMarker) {
 
   queue.PushExitMarker();
   EXPECT_EQ(queue.Size(), 1u);
-  EXPECT_EQ(queue.WaitPop(worker), exitMarker);
+  EXPECT_EQ(Pop(queue, worker), exitMarker);
 }
 
 TEST(BlockingQueue, TakesARecordOneBelowCapacityAndDropsTheOneAtCapacity) {
@@ -105,11 +106,11 @@ TEST(BlockingQueue, HasRoomAgainAfterAPop) {
   BlockingQueue queue(1);
   const auto worker = queue.Start();
   queue.Push("", "1");
-  queue.WaitPop(worker);
+  Pop(queue, worker);
 
   queue.Push("", "2");
 
-  EXPECT_EQ(queue.WaitPop(worker).second, "2");
+  EXPECT_EQ(Pop(queue, worker).second, "2");
 }
 
 TEST(BlockingQueue, CountsAnExitMarkerAsARecordWhenItLooksForRoom) {
@@ -169,8 +170,8 @@ TEST(BlockingQueue, TakesAnExitMarkerWhenItIsFull) {
 
   queue.PushExitMarker();
 
-  EXPECT_EQ(queue.WaitPop(worker).second, "line");
-  EXPECT_EQ(queue.WaitPop(worker), exitMarker);
+  EXPECT_EQ(Pop(queue, worker).second, "line");
+  EXPECT_EQ(Pop(queue, worker), exitMarker);
 }
 
 TEST(BlockingQueue, TakesAnExitMarkerWhenItIsNotRunning) {
@@ -192,7 +193,7 @@ TEST(BlockingQueue, DeliversWhatCameAfterTheExitMarkerToTheNextWorker) {
 
   const auto nextWorker = queue.Start();
 
-  EXPECT_EQ(queue.WaitPop(nextWorker), LogRecord("net", "after"));
+  EXPECT_EQ(Pop(queue, nextWorker), LogRecord("net", "after"));
 }
 
 TEST(BlockingQueue, KeepsItsRecordsWhenNobodyStartsItAgain) {
@@ -217,7 +218,7 @@ TEST(BlockingQueue, DiscardsLeftoverExitMarkersAtAStart) {
   const auto nextWorker = queue.Start();
 
   EXPECT_EQ(queue.Size(), 1u);
-  EXPECT_EQ(queue.WaitPop(nextWorker).second, "line");
+  EXPECT_EQ(Pop(queue, nextWorker).second, "line");
 }
 
 TEST(BlockingQueue, PutsASecondWorkerIntoTheSameGeneration) {
@@ -251,9 +252,9 @@ TEST(BlockingQueue, SendsALateWorkerAwayWithoutARecord) {
   const auto newWorker = queue.Start();
   queue.Push("", "for the new worker");
 
-  EXPECT_EQ(queue.WaitPop(lateWorker), exitMarker);
+  EXPECT_EQ(Pop(queue, lateWorker), exitMarker);
 
-  EXPECT_EQ(queue.WaitPop(newWorker).second, "for the new worker");
+  EXPECT_EQ(Pop(queue, newWorker).second, "for the new worker");
 }
 
 TEST(BlockingQueue, IsNotStoppedByALateWorker) {
@@ -275,9 +276,9 @@ TEST(BlockingQueue, HandsOutWhatIsLeftAndThenExitMarkersOnceItIsStopped) {
   queue.Push("", "left over");
   queue.MarkStopped(worker);
 
-  EXPECT_EQ(queue.WaitPop(worker).second, "left over");
-  EXPECT_EQ(queue.WaitPop(worker), exitMarker);
-  EXPECT_EQ(queue.WaitPop(worker), exitMarker);
+  EXPECT_EQ(Pop(queue, worker).second, "left over");
+  EXPECT_EQ(Pop(queue, worker), exitMarker);
+  EXPECT_EQ(Pop(queue, worker), exitMarker);
 }
 
 TEST(BlockingQueue, IsEmptyAndStoppedInAChildOfFork) {
@@ -293,7 +294,7 @@ TEST(BlockingQueue, IsEmptyAndStoppedInAChildOfFork) {
   const auto childsWorker = queue.Start();
   EXPECT_NE(childsWorker, parentsWorker);
   queue.Push("", "the child's line");
-  EXPECT_EQ(queue.WaitPop(childsWorker).second, "the child's line");
+  EXPECT_EQ(Pop(queue, childsWorker).second, "the child's line");
 }
 
 TEST(BlockingQueue, GoesOnAsItWasInTheParentOfFork) {

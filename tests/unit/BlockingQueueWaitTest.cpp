@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "BlockingQueue.h"
+#include "OpenQueue.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 
@@ -20,14 +21,14 @@ namespace {
 
 const LogRecord exitMarker{};
 
-// Starts a thread that runs `body`, and returns when it waits in there.
+// Starts a thread that runs `body`, and returns when it waits to be woken in there.
 std::thread StartAsleep(const std::function<void()>& body) {
   std::atomic<pid_t> id{0};
   std::thread thread([&id, body] {
     id = gettid();
     body();
   });
-  EXPECT_TRUE(WaitUntilTrue([&] { return id != 0 && IsAsleep(id); }));
+  EXPECT_TRUE(WaitUntilTrue([&] { return id != 0 && WaitsToBeWoken(id); }));
   return thread;
 }
 
@@ -35,7 +36,7 @@ std::thread StartAsleep(const std::function<void()>& body) {
 std::vector<std::string> TakeLines(BlockingQueue& queue, BlockingQueue::Generation worker) {
   std::vector<std::string> lines;
   for (;;) {
-    const LogRecord record = queue.WaitPop(worker);
+    const LogRecord record = Pop(queue, worker);
     if (record.second.empty()) return lines;
     lines.push_back(record.second);
   }
@@ -54,7 +55,7 @@ TEST(BlockingQueue, WakesAWorkerThatWaitsForARecord) {
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   LogRecord taken;
-  std::thread waiting = StartAsleep([&] { taken = queue.WaitPop(worker); });
+  std::thread waiting = StartAsleep([&] { taken = Pop(queue, worker); });
 
   queue.Push("", "line");
 
@@ -66,7 +67,7 @@ TEST(BlockingQueue, WakesAWorkerThatWaitsByTheExitMarker) {
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   LogRecord taken("not", "yet");
-  std::thread waiting = StartAsleep([&] { taken = queue.WaitPop(worker); });
+  std::thread waiting = StartAsleep([&] { taken = Pop(queue, worker); });
 
   queue.PushExitMarker();
 
@@ -101,7 +102,7 @@ TEST(BlockingQueue, LosesAndMixesNothingOfManyPushingThreads) {
 
   std::map<std::string, int> nextOf;
   for (int i = 0; i < threadCount * linesPerThread; ++i) {
-    const LogRecord record = queue.WaitPop(worker);
+    const LogRecord record = Pop(queue, worker);
     ASSERT_EQ(record.second, std::to_string(nextOf[record.first]++)) << "thread " << record.first;
   }
   for (std::thread& pusher : pushers) pusher.join();
@@ -160,7 +161,7 @@ TEST(BlockingQueue, LetsAStopperGoWhenItIsStartedAnew) {
   std::thread stopper = StartAsleep([&] { queue.WaitUntilStopped(); });
   const auto newWorker = queue.Start();
   LogRecord taken;
-  std::thread waiting = StartAsleep([&] { taken = queue.WaitPop(newWorker); });
+  std::thread waiting = StartAsleep([&] { taken = Pop(queue, newWorker); });
 
   queue.Push("", "line");
 

@@ -6,6 +6,7 @@
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
 #include "FakeSleep.h"
+#include "OpenQueue.h"
 #include "ScratchDir.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
@@ -333,7 +334,7 @@ TEST(StopMetricsQueue, SaysSoInTheLogAndStopsItsWorker) {
 
   EXPECT_FALSE(state.metricsQueue.IsRunning());
   EXPECT_TRUE(state.logQueue.IsRunning());
-  const LogRecord record = state.logQueue.WaitPop(logWorker);
+  const LogRecord record = Pop(state.logQueue, logWorker);
   EXPECT_EQ(record.first, "");
   EXPECT_THAT(record.second, HasSubstr("[INFO] [ZinLoggerPrivate:"));
   EXPECT_THAT(record.second, EndsWith("] [StopMetricsQueue]: @@@@ METRICS EXIT @@@@\n"));

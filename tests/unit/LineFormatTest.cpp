@@ -112,6 +112,26 @@ TEST(FormatLogHeader, PrintsTheDateFieldsWithoutAdjustment) {
   EXPECT_THAT(Header(), HasSubstr("[12026-11-30 23:59:58.042]"));
 }
 
+TEST(FormatLogHeader, FollowsTheClockForwardsAndBackwards) {
+  FakeClock::SetDateTime(2026, 1, 5, 9, 3, 8);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2026-01-05 09:03:08.042] "));
+  FakeClock::SetDateTime(2026, 1, 5, 9, 3, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2026-01-05 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 2, 6, 10, 4, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-06 10:04:07.042] "));
+}
+
+TEST(FormatLogHeader, ReadsTheSameWhetherItFillsItsBufferOrNot) {
+  const std::string whole = Header();
+  for (std::size_t room = whole.size(); room < 4 * whole.size(); ++room) {
+    std::string buffer(room + 1, 'x');
+    EXPECT_EQ(FormatLogHeader(buffer.data(), buffer.size(), room, INFO, "src/queue_unit", 110,
+                              "StopQueue", " "),
+              static_cast<std::int64_t>(whole.size()));
+    EXPECT_STREQ(buffer.c_str(), whole.c_str());
+  }
+}
+
 TEST(FormatLogHeader, TakesThreeDigitMillisecondsFromTheTickAlone) {
   const std::array<std::pair<std::uint64_t, const char*>, 5> cases = {
       {{0, ".000]"}, {7, ".007]"}, {1999, ".999]"}, {2000, ".000]"}, {UINT64_MAX, ".615]"}}};

@@ -5,6 +5,13 @@
 
 #include "BlockingQueue.h"
 
+// What a worker gets that asks for one record.
+inline LogRecord Pop(BlockingQueue& queue, BlockingQueue::Generation worker) {
+  LogRecord record("of an earlier", "pop");
+  queue.WaitPop(worker, record);
+  return record;
+}
+
 // Makes a channel's queue accept records while it lives, without a worker that
 // takes them away: what a call handed over can be looked at.
 class OpenQueue {
@@ -25,7 +32,7 @@ class OpenQueue {
       ADD_FAILURE() << "nothing was queued";
       return {};
     }
-    return queue.WaitPop(generation);
+    return Pop(queue, generation);
   }
 
  private:

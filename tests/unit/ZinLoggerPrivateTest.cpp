@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "CapturedStandardError.h"
+#include "OpenQueue.h"
 #include "ZinLoggerPrivate.h"
 
 using namespace std::chrono_literals;
@@ -86,7 +87,7 @@ TEST(ForcedLog, QueuesKeyAndLineWhileTheChannelRuns) {
 
   state.forcedLog("net", "line\n");
 
-  EXPECT_EQ(state.logQueue.WaitPop(worker), LogRecord("net", "line\n"));
+  EXPECT_EQ(Pop(state.logQueue, worker), LogRecord("net", "line\n"));
   EXPECT_EQ(standardError.Text(), "");
 }
 
@@ -163,7 +164,7 @@ TEST(ForcedLogForMetrics, QueuesTheRecordForTheChannelsOwnDirectory) {
 
   state.forcedLogForMetrics("record\n");
 
-  EXPECT_EQ(state.metricsQueue.WaitPop(worker), LogRecord("", "record\n"));
+  EXPECT_EQ(Pop(state.metricsQueue, worker), LogRecord("", "record\n"));
   EXPECT_EQ(standardError.Text(), "");
 }
 
@@ -197,8 +198,8 @@ TEST(PushExitMarkers, AsksTheWorkersOfBothRunningChannelsToLeave) {
 
   state.PushExitMarkers();
 
-  EXPECT_EQ(state.logQueue.WaitPop(logWorker), LogRecord());
-  EXPECT_EQ(state.metricsQueue.WaitPop(metricsWorker), LogRecord());
+  EXPECT_EQ(Pop(state.logQueue, logWorker), LogRecord());
+  EXPECT_EQ(Pop(state.metricsQueue, metricsWorker), LogRecord());
 }
 
 TEST(PushExitMarkers, LeavesAChannelAloneThatDoesNotRun) {

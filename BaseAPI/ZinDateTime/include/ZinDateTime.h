@@ -15,6 +15,8 @@ class ZinDateTime {
   std::int32_t minute = 0;
   std::int32_t second = 0;
 
+  bool operator==(const ZinDateTime&) const = default;
+
   // Now, in the time zone of the process (TZ as of the last tzset).
   //
   // Thread-safe. A child of fork may call it at any time: the C library's time

@@ -25,6 +25,23 @@ void UnlockConversion() {
 
 constexpr int firstYearOfTm = 1900;
 
+// The second that a thread has converted last, and the time zone that it was
+// converted in, as the C library's variables show it after a tzset. Daylight
+// saving begins and ends on whole seconds.
+struct ConvertedSecond {
+  std::time_t second = -1;
+  long secondsWest = 0;
+  int hasDaylightSaving = 0;
+  const char* name = nullptr;
+  const char* daylightName = nullptr;
+  ZinDateTime local;
+
+  bool IsOf(std::time_t now) const {
+    return second == now && secondsWest == timezone && hasDaylightSaving == daylight &&
+           name == tzname[0] && daylightName == tzname[1];
+  }
+};
+
 // Not time(): that reads a coarser clock, which shows the old second for some
 // milliseconds after the tick has gone on to the next.
 timespec Now() {
@@ -33,23 +50,34 @@ timespec Now() {
   return now;
 }
 
+ConvertedSecond Convert(std::time_t second) {
+  std::tm local{};
+  const std::lock_guard<std::mutex> lock(conversionMutex);
+  localtime_r(&second, &local);
+  ConvertedSecond result;
+  result.second = second;
+  result.secondsWest = timezone;
+  result.hasDaylightSaving = daylight;
+  result.name = tzname[0];
+  result.daylightName = tzname[1];
+  result.local.year = local.tm_year + firstYearOfTm;
+  result.local.month = local.tm_mon + 1;
+  result.local.day = local.tm_mday;
+  result.local.hour = local.tm_hour;
+  result.local.minute = local.tm_min;
+  result.local.second = local.tm_sec;
+  return result;
+}
+
 }  // namespace
 
 ZinDateTime ZinDateTime::GetCurrentDateTime() {
-  const timespec now = Now();
-  std::tm local{};
-  {
-    const std::lock_guard<std::mutex> lock(conversionMutex);
-    localtime_r(&now.tv_sec, &local);
-  }
-  ZinDateTime result;
-  result.year = local.tm_year + firstYearOfTm;
-  result.month = local.tm_mon + 1;
-  result.day = local.tm_mday;
-  result.hour = local.tm_hour;
-  result.minute = local.tm_min;
-  result.second = local.tm_sec;
-  return result;
+  // The storage model spares the call that the default one makes at every access
+  // from a shared library.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local ConvertedSecond latest;
+  const std::time_t now = Now().tv_sec;
+  if (!latest.IsOf(now)) latest = Convert(now);
+  return latest.local;
 }
 
 std::uint64_t ZinDateTime::GetCurrentTick() {

@@ -1,29 +1,32 @@
 #include "RecentLogCache.h"
 
+#include "BriefLock.h"
 #include "ZinLogger.h"
-
-namespace {
-constexpr std::size_t capacity = 1500;
-}
 
 RecentLogCache& RecentLogCache::Instance() {
   static RecentLogCache& instance = *new RecentLogCache;
   return instance;
 }
 
-void RecentLogCache::Append(const std::string& line) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  if (recentLines.size() >= capacity) recentLines.pop_front();
-  recentLines.push_back(line);
+void RecentLogCache::Append(std::string_view line) {
+  const BriefLock lock(mutex);
+  // In a full ring this is the oldest line's place.
+  lines[(oldest + lineCount) % capacity].assign(line);
+  if (lineCount < capacity) {
+    ++lineCount;
+  } else {
+    oldest = (oldest + 1) % capacity;
+  }
 }
 
 std::string RecentLogCache::GetBatch(int maxLines) {
   if (maxLines < 1) return {};
   const std::lock_guard<std::mutex> lock(mutex);
   if (pendingBatch.empty()) {
-    for (int taken = 0; taken < maxLines && !recentLines.empty(); ++taken) {
-      pendingBatch += recentLines.front();
-      recentLines.pop_front();
+    for (int taken = 0; taken < maxLines && lineCount > 0; ++taken) {
+      pendingBatch += lines[oldest];
+      oldest = (oldest + 1) % capacity;
+      --lineCount;
     }
   }
   return pendingBatch;

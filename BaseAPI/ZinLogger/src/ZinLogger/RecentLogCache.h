@@ -3,9 +3,11 @@
 #ifndef ZIN_RECENT_LOG_CACHE_H
 #define ZIN_RECENT_LOG_CACHE_H
 
-#include <deque>
+#include <cstddef>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 // Thread-safe. The mutex is a leaf, held for the in-memory steps alone. The
 // operations throw std::system_error when it cannot be locked.
@@ -16,7 +18,7 @@ class RecentLogCache {
   static RecentLogCache& Instance();
 
   // Adds one line; the oldest goes when 1500 are held.
-  void Append(const std::string& line);
+  void Append(std::string_view line);
 
   // Returns the pending batch, or, when none is pending, makes one of at most
   // maxLines of the oldest lines. Empty when maxLines is less than 1.
@@ -30,9 +32,15 @@ class RecentLogCache {
   void UnlockAfterFork() { mutex.unlock(); }
 
  private:
+  static constexpr std::size_t capacity = 1500;  // lines
+
   std::mutex mutex;
-  std::deque<std::string> recentLines;  // oldest at the front; guarded by mutex
-  std::string pendingBatch;             // guarded by mutex
+  // A ring whose strings keep their memory: a line costs a copy, but only the
+  // first ones an allocation. This and all that follows is guarded by mutex.
+  std::vector<std::string> lines{capacity};
+  std::size_t oldest = 0;
+  std::size_t lineCount = 0;
+  std::string pendingBatch;
 };
 
 #endif  // ZIN_RECENT_LOG_CACHE_H

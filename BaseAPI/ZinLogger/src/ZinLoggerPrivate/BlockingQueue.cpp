@@ -2,12 +2,22 @@
 
 #include <chrono>
 #include <memory>
+#include <thread>
 
+#include "BriefLock.h"
 #include "PlainField.h"
 
 namespace {
+
 constexpr std::chrono::seconds stopTimeout{10};
-}
+
+// A worker that has nothing left to do looks again a few times before it waits
+// to be woken. To wake a sleeping thread costs a caller several microseconds,
+// and at a steady rate of lines the caller of each would pay them.
+constexpr int mostNaps = 10;
+constexpr std::chrono::microseconds napTime{100};
+
+}  // namespace
 
 void BlockingQueue::SetCapacity(std::uint64_t newCapacity) {
   const std::lock_guard<std::mutex> lock(mutex);
@@ -15,9 +25,8 @@ void BlockingQueue::SetCapacity(std::uint64_t newCapacity) {
 }
 
 BlockingQueue::Generation BlockingQueue::Start() {
-  const std::lock_guard<std::mutex> lock(mutex);
-  std::erase_if(records, [](const LogRecord& record) { return record.second.empty(); });
-  StorePlain(recordCount, records.size());
+  const std::scoped_lock bothSides(takingMutex, mutex);
+  records.DropExitMarkers();
   if (!running || stopRequested) ++currentGeneration;
   stopRequested = false;
   StorePlain(running, true);
@@ -37,35 +46,64 @@ bool BlockingQueue::IsRunning() const noexcept {
 }
 
 std::uint64_t BlockingQueue::Size() const noexcept {
-  return LoadPlain(recordCount);
+  const std::uint64_t taken = records.TakenCount();  // first, as it never passes the other
+  return records.AppendedCount() - taken;
 }
 
-void BlockingQueue::Push(std::string first, std::string second) {
+void BlockingQueue::Push(std::string_view first, std::string_view second) {
   {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (capacity > records.size() && running) Append(std::move(first), std::move(second));
+    const BriefLock lock(mutex);
+    if (running && HasRoom()) records.Append(first, second);
   }
   condition.notify_one();
+}
+
+// The worker's count is looked up only when its last known value leaves no
+// room: the worker writes it with every record, on another processor.
+bool BlockingQueue::HasRoom() {
+  const std::uint64_t appended = records.AppendedCount();
+  if (appended - takenCountSeen < capacity) return true;
+  takenCountSeen = records.TakenCount();
+  return appended - takenCountSeen < capacity;
 }
 
 void BlockingQueue::PushExitMarker() noexcept {
   {
     const std::lock_guard<std::mutex> lock(mutex);
     stopRequested = true;
-    Append({}, {});
+    records.Append({}, {});
   }
   condition.notify_one();
 }
 
-LogRecord BlockingQueue::WaitPop(Generation worker) {
-  std::unique_lock<std::mutex> lock(mutex);
-  condition.wait(lock, [&] { return !records.empty() || !running || worker != currentGeneration; });
-  if (records.empty() || worker != currentGeneration) return {};
+void BlockingQueue::WaitPop(Generation worker, LogRecord& record) {
+  while (!TakeNext(worker, record)) {
+    if (WaitForRecords(worker)) continue;
+    record = {};
+    return;
+  }
+}
 
-  LogRecord record = std::move(records.front());
-  records.pop_front();
-  StorePlain(recordCount, records.size());
-  return record;
+// Takes the oldest record, or makes an exit marker when the worker's generation
+// is over. False: there is nothing to take.
+bool BlockingQueue::TakeNext(Generation worker, LogRecord& record) {
+  const std::lock_guard<std::mutex> lock(takingMutex);
+  if (worker != currentGeneration) {
+    record = {};
+    return true;
+  }
+  return records.Take(record);
+}
+
+// False: the queue is empty and no longer runs.
+bool BlockingQueue::WaitForRecords(Generation worker) {
+  for (int nap = 0; nap < mostNaps; ++nap) {
+    std::this_thread::sleep_for(napTime);
+    if (Size() != 0) return true;
+  }
+  std::unique_lock<std::mutex> lock(mutex);
+  condition.wait(lock, [&] { return Size() != 0 || !running || worker != currentGeneration; });
+  return Size() != 0 || running;
 }
 
 void BlockingQueue::WaitUntilStopped() {
@@ -80,19 +118,23 @@ void BlockingQueue::WaitUntilStopped() {
   condition.notify_one();
 }
 
+void BlockingQueue::LockForFork() {
+  takingMutex.lock();
+  mutex.lock();
+}
+
+void BlockingQueue::UnlockInParent() {
+  mutex.unlock();
+  takingMutex.unlock();
+}
+
 void BlockingQueue::ResetInChild() {
-  records.clear();
-  StorePlain(recordCount, 0);
+  records.Clear();
   StorePlain(running, false);
   stopRequested = false;
   ++currentGeneration;
   // The old one counts waiters that do not exist here: it would spend
   // notifications on them, and wait for them when destroyed.
   std::construct_at(&condition);
-  mutex.unlock();
-}
-
-void BlockingQueue::Append(std::string first, std::string second) {
-  records.emplace_back(std::move(first), std::move(second));
-  StorePlain(recordCount, records.size());
+  UnlockInParent();
 }

@@ -4,14 +4,10 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <mutex>
-#include <string>
-#include <utility>
+#include <string_view>
 
-// first: sub-directory key, "" for the channel's directory itself.
-// second: the finished line; empty in an exit marker, which ends the worker.
-using LogRecord = std::pair<std::string, std::string>;
+#include "RecordFifo.h"
 
 // A Push never waits: when the queue is full or not running, the record is
 // dropped and nobody is told. Callers stay fast; a slow disk costs lines.
@@ -26,8 +22,11 @@ using LogRecord = std::pair<std::string, std::string>;
 // always notified for one. A notification may therefore wake a thread that has
 // no use for it, so every thread that leaves for good wakes the next.
 //
-// Thread-safe. The mutex is a leaf: nothing is called while it is held. Its
-// operations throw std::system_error when it cannot be locked.
+// Callers and workers have a mutex each, so that a worker that catches up with
+// a long queue is not in the callers' way. Only a start and a fork hold both.
+//
+// Thread-safe. The mutexes are leaves: nothing is called while one is held. The
+// operations throw std::system_error when one cannot be locked.
 class BlockingQueue {
  public:
   using Generation = std::uint64_t;
@@ -53,40 +52,45 @@ class BlockingQueue {
   std::uint64_t Size() const noexcept;
 
   // Appends a record if there is room and the queue is running.
-  void Push(std::string first, std::string second);
+  void Push(std::string_view first, std::string_view second);
 
   // Appends the exit marker (two empty strings) whatever capacity and running
   // say, so that a full queue can always be stopped. Any failure ends the
   // process: the stop path has no one to report to.
   void PushExitMarker() noexcept;
 
-  // Waits for the oldest record and takes it. Returns an exit marker when the
-  // worker is to leave: its generation is over, or nothing is left in a queue
-  // that no longer runs.
-  LogRecord WaitPop(Generation worker);
+  // Waits for the oldest record and takes it into `record`, whose strings' memory
+  // is used again. Gives an exit marker when the worker is to leave: its
+  // generation is over, or nothing is left in a queue that no longer runs.
+  void WaitPop(Generation worker, LogRecord& record);
 
   // Waits until the queue is no longer running or is started anew, at most 10
   // seconds. Does not tell which.
   void WaitUntilStopped();
 
-  // Around fork: the forking thread holds the mutex, so that the child finds
+  // Around fork: the forking thread holds the mutexes, so that the child finds
   // the records whole. The child's queue is empty and stopped, whatever its
   // parent did, and knows nothing of the parent's waiting threads.
-  void LockForFork() { mutex.lock(); }
-  void UnlockInParent() { mutex.unlock(); }
+  void LockForFork();
+  void UnlockInParent();
   void ResetInChild();
 
  private:
-  void Append(std::string first, std::string second);
+  bool HasRoom();
+  bool TakeNext(Generation worker, LogRecord& record);
+  bool WaitForRecords(Generation worker);
 
-  std::deque<LogRecord> records;  // oldest at the front; guarded by mutex
+  // Appended under mutex, taken under takingMutex; the counts are free to read.
+  RecordFifo records;
   std::mutex mutex;
   std::condition_variable condition;
   std::uint64_t capacity;            // records, not bytes; guarded by mutex
+  std::uint64_t takenCountSeen = 0;  // an earlier TakenCount of records; guarded by mutex
   bool running = false;              // written under mutex, read without
-  std::uint64_t recordCount = 0;     // records.size(), for readers without the mutex
   bool stopRequested = false;        // since the last Start; guarded by mutex
-  Generation currentGeneration = 0;  // guarded by mutex
+  Generation currentGeneration = 0;  // written under both mutexes, read under either
+
+  alignas(64) std::mutex takingMutex;
 };
 
 #endif  // ZIN_BLOCKING_QUEUE_H

@@ -87,8 +87,9 @@ void ZinLoggerPrivate::LogWorkTask(std::string fileName, std::string directory, 
   const std::uint64_t sizeLimit = std::uint64_t{static_cast<unsigned>(fileSizeMiB) & sizeLimitMask}
                                   << bytesPerMiBShift;
   LogFileWriter writer(std::move(fileName), std::move(directory), keepFiles, sizeLimit);
+  LogRecord record;
   for (;;) {
-    const LogRecord record = queue.WaitPop(generation);
+    queue.WaitPop(generation, record);
     if (record.second.empty()) break;
     writer.WriteLine(record.first, record.second);
   }

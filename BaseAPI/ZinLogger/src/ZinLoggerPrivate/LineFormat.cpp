@@ -1,8 +1,12 @@
 #include "LineFormat.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstring>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "ZinDateTime.h"
 #include "ZinSafeString.h"
@@ -12,6 +16,7 @@ namespace {
 
 constexpr const char* pathSeparators = "\\/";
 constexpr std::uint64_t millisecondsPerSecond = 1000;
+constexpr std::size_t longestNumber = 11;  // of 32 bits, with its sign
 
 const char* LevelName(LogLevel level) {
   const auto index = static_cast<std::size_t>(level);
@@ -20,6 +25,95 @@ const char* LevelName(LogLevel level) {
 
 int MillisecondOf(std::uint64_t tick) {
   return static_cast<int>(tick % millisecondsPerSecond);
+}
+
+// What a header is made of. The strings may be null.
+struct HeaderParts {
+  std::string_view process;
+  ZinDateTime second;
+  int millisecond;
+  std::int32_t thread;
+  const char* level;
+  const char* tag;
+  const char* file;
+  std::int32_t line;
+  const char* function;
+};
+
+// The second of a header in print, as the calling thread printed it last.
+struct PrintedSecond {
+  ZinDateTime second;
+  std::size_t length = 0;  // 0: nothing printed yet
+  std::array<char, 6 * longestNumber + sizeof "-- ::."> text{};
+};
+
+std::string_view Print(const ZinDateTime& second) {
+  // The storage model spares the call that the default one makes at every access
+  // from a shared library.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local PrintedSecond latest;
+  if (latest.length == 0 || latest.second != second) {
+    latest.second = second;
+    latest.length = static_cast<std::size_t>(
+        snprintf_s(latest.text.data(), latest.text.size(), latest.text.size() - 1,
+                   "%.4d-%.2d-%.2d %.2d:%.2d:%.2d.", second.year, second.month, second.day,
+                   second.hour, second.minute, second.second));
+  }
+  return {latest.text.data(), latest.length};
+}
+
+char* Put(char* to, std::string_view text) {
+  std::memcpy(to, text.data(), text.size());
+  return to + text.size();
+}
+
+char* Put(char* to, std::int32_t number) {
+  return std::to_chars(to, to + longestNumber, number).ptr;
+}
+
+char* PutMillisecond(char* to, int millisecond) {
+  *to++ = static_cast<char>('0' + millisecond / 100);
+  *to++ = static_cast<char>('0' + millisecond / 10 % 10);
+  *to++ = static_cast<char>('0' + millisecond % 10);
+  return to;
+}
+
+// Puts the header together without a general formatter, which would take longer
+// than all other steps of a log call. Null, and nothing is written, when it
+// might not fit into `room` characters or a string is null.
+char* PutHeader(char* to, std::size_t room, const HeaderParts& parts) {
+  if (parts.tag == nullptr || parts.file == nullptr || parts.function == nullptr) return nullptr;
+  const std::string_view second = Print(parts.second);
+  const std::string_view tag = parts.tag;
+  const std::string_view file = parts.file;
+  const std::string_view function = parts.function;
+  constexpr std::size_t longestFixed =
+      sizeof "[] [000] [] [UNKNOWN][:] []: " + longestNumber + longestNumber;
+  if (longestFixed + parts.process.size() + second.size() + tag.size() + file.size() +
+          function.size() >
+      room) {
+    return nullptr;
+  }
+  to = Put(Put(to, "["), parts.process);
+  to = Put(Put(to, "] ["), second);
+  to = PutMillisecond(to, parts.millisecond);
+  to = Put(Put(to, "] ["), parts.thread);
+  to = Put(Put(to, "] ["), parts.level);
+  to = Put(Put(to, "]"), tag);
+  to = Put(Put(to, "["), file);
+  to = Put(Put(to, ":"), parts.line);
+  to = Put(Put(to, "] ["), function);
+  return Put(to, "]: ");
+}
+
+int FormatHeader(char* buffer, std::uint64_t destMax, std::uint64_t count,
+                 const HeaderParts& parts) {
+  const ZinDateTime& second = parts.second;
+  return snprintf_s(buffer, destMax, count,
+                    "[%.*s] [%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d] [%d] [%s]%s[%s:%d] [%s]: ",
+                    static_cast<int>(parts.process.size()), parts.process.data(), second.year,
+                    second.month, second.day, second.hour, second.minute, second.second,
+                    parts.millisecond, parts.thread, parts.level, parts.tag, parts.file, parts.line,
+                    parts.function);
 }
 
 }  // namespace
@@ -35,11 +129,20 @@ std::int64_t FormatLogHeader(char* buffer, std::uint64_t destMax, std::uint64_t 
   const std::int32_t thread = ZinGetThreadId();
 
   // Deliberate: level names are not padded, so the columns behind them shift.
-  return snprintf_s(
-      buffer, destMax, count,
-      "[%s] [%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d] [%d] [%s]%s[%s:%d] [%s]: ", process.c_str(),
-      now.year, now.month, now.day, now.hour, now.minute, now.second, MillisecondOf(tick), thread,
-      LevelName(level), tag, BaseFileName(file, pathSeparators), line, function);
+  const HeaderParts parts{process,
+                          now,
+                          MillisecondOf(tick),
+                          thread,
+                          LevelName(level),
+                          tag,
+                          BaseFileName(file, pathSeparators),
+                          line,
+                          function};
+  const std::uint64_t room = destMax == 0 ? 0 : std::min(count, destMax - 1);
+  char* const end = PutHeader(buffer, room, parts);
+  if (end == nullptr) return FormatHeader(buffer, destMax, count, parts);
+  *end = '\0';
+  return end - buffer;
 }
 
 int FormatFileStamp(char* buffer, std::uint64_t destMax, std::uint64_t count,
@@ -56,7 +159,9 @@ const char* BaseFileName(const char* path, const char* separators) {
   if (path == nullptr || separators == nullptr) return nullptr;
   // Deliberate: position 0 is never examined, so a leading separator is kept.
   for (std::size_t i = std::strlen(path); i > 1; --i) {
-    if (std::strchr(separators, path[i - 1]) != nullptr) return path + i;
+    for (const char* separator = separators; *separator != '\0'; ++separator) {
+      if (path[i - 1] == *separator) return path + i;
+    }
   }
   return path;
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -73,7 +74,9 @@ void LogFileStream::Write(const std::string& text) noexcept {
   const char* next = text.data();
   std::size_t left = text.size();
   while (left > 0) {
-    const ssize_t written = write(descriptor, next, left);
+    // write() is a point of cancellation, which costs it a tenth of its time;
+    // nobody cancels a thread of the library.
+    const ssize_t written = syscall(SYS_write, descriptor, next, left);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return;
     next += written;

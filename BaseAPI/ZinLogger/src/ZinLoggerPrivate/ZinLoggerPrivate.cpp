@@ -1,7 +1,20 @@
 #include "ZinLoggerPrivate.h"
 
+#include <stdexcept>
+#include <string_view>
+
 #include "PlainField.h"
 #include "StandardError.h"
+
+namespace {
+
+// Throws as the making of a string would.
+std::string_view NotNull(const char* text) {
+  if (text == nullptr) throw std::logic_error("libZinLogger: null text for a running channel");
+  return text;
+}
+
+}  // namespace
 
 ZinLoggerPrivate::ZinLoggerPrivate() = default;
 
@@ -11,7 +24,7 @@ ZinLoggerPrivate::~ZinLoggerPrivate() {
 
 void ZinLoggerPrivate::forcedLog(const char* subDirKey, const char* line) {
   if (logQueue.IsRunning()) {
-    logQueue.Push(subDirKey, line);
+    logQueue.Push(NotNull(subDirKey), NotNull(line));
   } else {
     WriteToStandardError(line);
   }
@@ -19,7 +32,7 @@ void ZinLoggerPrivate::forcedLog(const char* subDirKey, const char* line) {
 
 void ZinLoggerPrivate::forcedLogForMetrics(const char* text) {
   if (metricsQueue.IsRunning()) {
-    metricsQueue.Push({}, text);
+    metricsQueue.Push({}, NotNull(text));
   } else {
     WriteToStandardError(text);
   }
