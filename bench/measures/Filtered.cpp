@@ -1,0 +1,16 @@
+#include "Clock.h"
+#include "Logger.h"
+#include "Measures.h"
+#include "Options.h"
+#include "Report.h"
+
+void MeasureFiltered(const Options& options, Report& report) {
+  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  const Order order = MakeOrder(0, 1);
+  const std::int64_t start = NowNanoseconds();
+  for (int i = 0; i < options.lines; ++i) logger::LogFiltered(order);
+  const std::int64_t end = NowNanoseconds();
+  logger::Stop();
+  report.Add("expectedLines", std::int64_t{0});
+  report.Add("nanosecondsPerCall", static_cast<double>(end - start) / options.lines);
+}

@@ -1,0 +1,82 @@
+#include "FileWrites.h"
+
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+
+#include "Clock.h"
+
+namespace {
+
+std::atomic<bool> gateIsShut = false;
+std::atomic<bool> isNoting = false;
+std::atomic<std::size_t> noted = 0;
+std::vector<FileWrite> writes;
+
+bool IsLogFile(int descriptor) { return descriptor > STDERR_FILENO; }
+
+void BeforeWrite(int descriptor) {
+  if (gateIsShut.load(std::memory_order_acquire) && IsLogFile(descriptor)) gateIsShut.wait(true);
+}
+
+void AfterWrite(int descriptor) {
+  if (!isNoting.load(std::memory_order_acquire) || !IsLogFile(descriptor)) return;
+  const std::int64_t now = NowNanoseconds();
+  const std::size_t index = noted.load(std::memory_order_relaxed);
+  if (index >= writes.size()) return;
+  writes[index] = {now, lseek(descriptor, 0, SEEK_CUR)};
+  noted.store(index + 1, std::memory_order_release);
+}
+
+}  // namespace
+
+// Visible to the libraries, whatever the program is compiled with.
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
+EXPORTED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+  BeforeWrite(descriptor);
+  const ssize_t result = syscall(SYS_write, descriptor, bytes, count);
+  AfterWrite(descriptor);
+  return result;
+}
+
+EXPORTED ssize_t writev(int descriptor, const iovec* parts, int count) {
+  BeforeWrite(descriptor);
+  const ssize_t result = syscall(SYS_writev, descriptor, parts, count);
+  AfterWrite(descriptor);
+  return result;
+}
+
+EXPORTED int fflush(FILE* stream) {
+  static const auto next = reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fflush"));
+  const int descriptor = stream == nullptr ? -1 : fileno(stream);
+  BeforeWrite(descriptor);
+  const int result = next(stream);
+  AfterWrite(descriptor);
+  return result;
+}
+
+void NoteFileWrites(std::size_t count) {
+  writes.resize(count);
+  noted = 0;
+  isNoting.store(true, std::memory_order_release);
+}
+
+std::vector<FileWrite> NotedFileWrites() {
+  isNoting = false;
+  return {writes.begin(), writes.begin() + static_cast<std::ptrdiff_t>(noted.load())};
+}
+
+std::size_t CountFileWrites() { return noted.load(std::memory_order_acquire); }
+
+void ShutFileGate() { gateIsShut = true; }
+
+void OpenFileGate() {
+  gateIsShut = false;
+  gateIsShut.notify_all();
+}
