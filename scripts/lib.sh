@@ -23,9 +23,12 @@ declare -A programOf=(
   [cmake]=cmake
   [g++]=g++
   [make]=make
+  [gnuplot-nox]=gnuplot
   [ninja-build]=ninja
   [pkg-config]=pkg-config
   [procps]=ps
+  [python3]=python3
+  [strace]=strace
   [util-linux]=unshare
 )
 

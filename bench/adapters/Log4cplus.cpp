@@ -7,8 +7,8 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <atomic>
 #include <memory>
-#include <utility>
 
 #include "Logger.h"
 
@@ -17,6 +17,24 @@
 #define LOG4CPLUS_MACRO_FUNCTION() __func__
 
 namespace {
+
+std::atomic<bool> lastLineIsWritten = false;
+
+// An AsyncAppender that is closed throws away what still waits in its queue.
+// So a stop logs one more line, the only fatal one, and waits until it has come
+// through.
+class Files : public log4cplus::RollingFileAppender {
+ public:
+  using RollingFileAppender::RollingFileAppender;
+
+ protected:
+  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+    RollingFileAppender::append(event);
+    if (event.getLogLevel() != log4cplus::FATAL_LOG_LEVEL) return;
+    lastLineIsWritten = true;
+    lastLineIsWritten.notify_all();
+  }
+};
 
 std::unique_ptr<log4cplus::Initializer> library;
 log4cplus::Logger instance;
@@ -29,8 +47,8 @@ const logger::Delivery logger::delivery = Delivery::Background;
 void logger::Start(const Setup& setup) {
   library = std::make_unique<log4cplus::Initializer>();
   const log4cplus::SharedAppenderPtr files(
-      new log4cplus::RollingFileAppender(setup.directory + "/bench.log", long{rotationMiB} << 20,
-                                         rotatedFilesKept, /*immediateFlush=*/true));
+      new Files(setup.directory + "/bench.log", long{rotationMiB} << 20, rotatedFilesKept,
+                /*immediateFlush=*/true));
   files->setLayout(std::make_unique<log4cplus::PatternLayout>(
       "[bench_log4cplus] [%D{%Y-%m-%d %H:%M:%S.%q}] [%T] [%p] [%b:%L] [%M]: %m%n"));
   instance = log4cplus::Logger::getInstance("bench");
@@ -40,6 +58,8 @@ void logger::Start(const Setup& setup) {
 }
 
 void logger::Stop() {
+  LOG4CPLUS_FATAL(instance, "the last line");
+  lastLineIsWritten.wait(false);
   instance.removeAllAppenders();
   instance = log4cplus::Logger();
   library.reset();
