@@ -14,7 +14,7 @@ struct Order {
 // The message in printf's terms, and the arguments it takes. Adapters of
 // libraries with another way to format write the same text.
 #define ORDER_FORMAT "order %07d of customer %s: %d items for %.2f EUR, till %d, served in %d us"
-#define ORDER_ARGUMENTS(order)                                                     \
+#define ORDER_ARGUMENTS(order)                                                    \
   (order).number, (order).customer, (order).items, (order).price, (order).thread, \
       (order).microseconds
 

@@ -39,7 +39,9 @@ void logger::Start(const Setup& setup) {
   if (file < 0) throw std::runtime_error("cannot open a file in " + setup.directory);
 }
 
-void logger::Stop() { (void)close(file); }
+void logger::Stop() {
+  (void)close(file);
+}
 
 void logger::Log(const Order& order) {
   const std::string& line = lines[static_cast<unsigned>(order.number) % linesMade];

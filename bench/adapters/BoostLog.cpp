@@ -92,6 +92,10 @@ void logger::Stop() {
   sink.reset();
 }
 
-void logger::Log(const Order& order) { LogAt(Info, order, __LINE__, __func__); }
+void logger::Log(const Order& order) {
+  LogAt(Info, order, __LINE__, __func__);
+}
 
-void logger::LogFiltered(const Order& order) { LogAt(Debug, order, __LINE__, __func__); }
+void logger::LogFiltered(const Order& order) {
+  LogAt(Debug, order, __LINE__, __func__);
+}

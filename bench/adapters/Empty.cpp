@@ -6,5 +6,9 @@ const logger::Delivery logger::delivery = Delivery::None;
 
 void logger::Start(const Setup& /*setup*/) {}
 void logger::Stop() {}
-void logger::Log(const Order& order) { asm volatile("" : : "g"(&order) : "memory"); }
-void logger::LogFiltered(const Order& order) { asm volatile("" : : "g"(&order) : "memory"); }
+void logger::Log(const Order& order) {
+  asm volatile("" : : "g"(&order) : "memory");
+}
+void logger::LogFiltered(const Order& order) {
+  asm volatile("" : : "g"(&order) : "memory");
+}

@@ -13,9 +13,9 @@ void WriteHeader(std::ostream& line, const google::LogMessageInfo& info, void* /
   using std::setw;
   line << "[bench_glog] [" << std::setfill('0') << setw(4) << 1900 + info.time.year() << '-'
        << setw(2) << 1 + info.time.month() << '-' << setw(2) << info.time.day() << ' ' << setw(2)
-       << info.time.hour() << ':' << setw(2) << info.time.min() << ':' << setw(2)
-       << info.time.sec() << '.' << setw(3) << info.time.usec() / 1000 << "] [" << info.thread_id
-       << "] [" << info.severity << "] [" << info.filename << ':' << info.line_number << "] [Log]:";
+       << info.time.hour() << ':' << setw(2) << info.time.min() << ':' << setw(2) << info.time.sec()
+       << '.' << setw(3) << info.time.usec() / 1000 << "] [" << info.thread_id << "] ["
+       << info.severity << "] [" << info.filename << ':' << info.line_number << "] [Log]:";
 }
 
 void Print(std::ostream& line, const Order& order) {
@@ -49,7 +49,9 @@ void logger::Stop() {
   google::ShutdownGoogleLogging();
 }
 
-void logger::Log(const Order& order) { Print(LOG(INFO), order); }
+void logger::Log(const Order& order) {
+  Print(LOG(INFO), order);
+}
 
 // glog has no level below INFO; a verbose line is its way to say so.
 void logger::LogFiltered(const Order& order) {

@@ -46,9 +46,9 @@ const logger::Delivery logger::delivery = Delivery::Background;
 
 void logger::Start(const Setup& setup) {
   library = std::make_unique<log4cplus::Initializer>();
-  const log4cplus::SharedAppenderPtr files(
-      new Files(setup.directory + "/bench.log", long{rotationMiB} << 20, rotatedFilesKept,
-                /*immediateFlush=*/true));
+  const log4cplus::SharedAppenderPtr files(new Files(setup.directory + "/bench.log",
+                                                     long{rotationMiB} << 20, rotatedFilesKept,
+                                                     /*immediateFlush=*/true));
   files->setLayout(std::make_unique<log4cplus::PatternLayout>(
       "[bench_log4cplus] [%D{%Y-%m-%d %H:%M:%S.%q}] [%T] [%p] [%b:%L] [%M]: %m%n"));
   instance = log4cplus::Logger::getInstance("bench");

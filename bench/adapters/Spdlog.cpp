@@ -26,9 +26,8 @@ const logger::Delivery logger::delivery = Delivery::Background;
 void logger::Start(const Setup& setup) {
   spdlog::init_thread_pool(setup.queueLines, 1);
   const spdlog::sinks_init_list sinks = {
-      std::make_shared<spdlog::sinks::rotating_file_sink_mt>(setup.directory + "/bench.log",
-                                                             std::size_t{rotationMiB} << 20,
-                                                             rotatedFilesKept),
+      std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+          setup.directory + "/bench.log", std::size_t{rotationMiB} << 20, rotatedFilesKept),
       std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(recentLines)};
   instance = std::make_shared<spdlog::async_logger>("bench_spdlog", sinks, spdlog::thread_pool(),
                                                     spdlog::async_overflow_policy::block);

@@ -21,13 +21,14 @@ void logger::Start(const Setup& setup) {
   }
 }
 
-void logger::Stop() { instance->StopSystem(); }
+void logger::Stop() {
+  instance->StopSystem();
+}
 
 void logger::Log(const Order& order) {
   instance->Log(__FILE__, __LINE__, __func__, " ", "", INFO, ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }
 
 void logger::LogFiltered(const Order& order) {
-  instance->Log(__FILE__, __LINE__, __func__, " ", "", DEBUG, ORDER_FORMAT,
-                ORDER_ARGUMENTS(order));
+  instance->Log(__FILE__, __LINE__, __func__, " ", "", DEBUG, ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }

@@ -33,13 +33,21 @@ def _line_style(program):
 
 
 def _percentiles(histogram):
-    """(1 / share of calls that took longer, duration in µs), along the histogram."""
+    """(1 / share of calls that took longer, duration in µs), along the histogram.
+
+    Points that would not be told apart are left out.
+    """
     total = sum(count for _, count in histogram)
     below = 0
+    last = (0, 0)
     for duration, count in histogram:
         below += count
-        if 0 < total - below:
-            yield total / (total - below), duration / 1000
+        if below == total:
+            return
+        point = (total / (total - below), duration / 1000)
+        if point[0] > 1.03 * last[0] or point[1] > 1.1 * last[1]:
+            yield point
+            last = point
 
 
 def latency(summary, path):

@@ -12,7 +12,9 @@
 
 namespace {
 
-void Mark(std::string_view text) { (void)!write(STDERR_FILENO, text.data(), text.size()); }
+void Mark(std::string_view text) {
+  (void)!write(STDERR_FILENO, text.data(), text.size());
+}
 
 }  // namespace
 

@@ -45,9 +45,7 @@ void MeasureBursts(const Options& options, Report& report) {
   const std::int64_t end = NowNanoseconds() + static_cast<std::int64_t>(options.seconds * 1e9);
   std::barrier together(options.threads);
   RunCallers(options.threads, [&](int thread) {
-    // All threads look at the clock before the barrier lets any of them go on,
-    // and the last one's answer counts for none but itself: it leaves, and the
-    // others do not wait for it.
+    // Who sees the end first drops out, and the others do not wait for it.
     while (NowNanoseconds() < end) {
       together.arrive_and_wait();
       for (int i = 0; i < linesOfBurst; ++i) {

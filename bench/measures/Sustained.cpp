@@ -22,7 +22,8 @@ void MeasureSustained(const Options& options, Report& report) {
 
   const std::int64_t lines = std::int64_t{linesOfEach} * options.threads;
   report.Add("expectedLines", lines);
-  report.Add("linesPerSecond", static_cast<double>(lines) * 1e9 / static_cast<double>(stopped - start));
+  report.Add("linesPerSecond",
+             static_cast<double>(lines) * 1e9 / static_cast<double>(stopped - start));
   report.Add("callersNanosecondsPerLine",
              static_cast<double>(called - start) / static_cast<double>(lines));
   report.Add("cpuNanosecondsPerLine",

@@ -91,4 +91,6 @@ void Run(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return RunProgram(argc, argv, Run); }
+int main(int argc, char** argv) {
+  return RunProgram(argc, argv, Run);
+}

@@ -37,17 +37,19 @@ void LogTo(const std::string& key, int number) {
 void Run(const Options& options) {
   AllowOpenFiles(options.count);
   std::vector<std::string> keys;
+  keys.reserve(static_cast<std::size_t>(options.count));
   for (int i = 0; i < options.count; ++i) keys.push_back("tenant" + std::to_string(i));
-  if (!ZinLogger::GetInstance()->StartSystem("bench.log", options.directory.c_str(),
-                                             rotatedFilesKept, rotationMiB, INFO,
-                                             static_cast<unsigned long>(options.queueLines), true)) {
+  if (!ZinLogger::GetInstance()->StartSystem(
+          "bench.log", options.directory.c_str(), rotatedFilesKept, rotationMiB, INFO,
+          static_cast<unsigned long>(options.queueLines), true)) {
     throw std::runtime_error("libZinLogger refuses " + options.directory);
   }
   for (const std::string& key : keys) LogTo(key, 0);  // opens the files
   WaitUntilDrained(options.directory);
 
   const std::int64_t start = NowNanoseconds();
-  for (int i = 0; i < options.lines; ++i) LogTo(keys[static_cast<std::size_t>(i % options.count)], i);
+  for (int i = 0; i < options.lines; ++i)
+    LogTo(keys[static_cast<std::size_t>(i % options.count)], i);
   ZinLogger::GetInstance()->StopSystem();
   const std::int64_t end = NowNanoseconds();
 
@@ -61,4 +63,6 @@ void Run(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return RunProgram(argc, argv, Run); }
+int main(int argc, char** argv) {
+  return RunProgram(argc, argv, Run);
+}

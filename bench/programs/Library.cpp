@@ -14,9 +14,8 @@
 namespace {
 
 const std::map<std::string, void (*)(const Options&, Report&)> measures = {
-    {"sustained", MeasureSustained}, {"bursts", MeasureBursts},
-    {"steady", MeasureSteady},       {"lateness", MeasureLateness},
-    {"memory", MeasureMemory},       {"filtered", MeasureFiltered},
+    {"sustained", MeasureSustained}, {"bursts", MeasureBursts}, {"steady", MeasureSteady},
+    {"lateness", MeasureLateness},   {"memory", MeasureMemory}, {"filtered", MeasureFiltered},
     {"startstop", MeasureStartStop}, {"idle", MeasureIdle},
 };
 
@@ -36,4 +35,6 @@ void Run(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return RunProgram(argc, argv, Run); }
+int main(int argc, char** argv) {
+  return RunProgram(argc, argv, Run);
+}

@@ -6,6 +6,7 @@
 
 #include <barrier>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -19,6 +20,7 @@ template <typename Body, typename BeforeStart>
 std::int64_t RunCallers(int count, Body body, BeforeStart beforeStart) {
   std::barrier allReady(count + 1);
   std::vector<std::jthread> callers;
+  callers.reserve(static_cast<std::size_t>(count));
   for (int thread = 0; thread < count; ++thread) {
     callers.emplace_back([&, thread] {
       // Sleeps end when they are due and not 50 us later.

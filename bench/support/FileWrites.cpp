@@ -18,7 +18,9 @@ std::atomic<bool> isNoting = false;
 std::atomic<std::size_t> noted = 0;
 std::vector<FileWrite> writes;
 
-bool IsLogFile(int descriptor) { return descriptor > STDERR_FILENO; }
+bool IsLogFile(int descriptor) {
+  return descriptor > STDERR_FILENO;
+}
 
 void BeforeWrite(int descriptor) {
   if (gateIsShut.load(std::memory_order_acquire) && IsLogFile(descriptor)) gateIsShut.wait(true);
@@ -72,9 +74,13 @@ std::vector<FileWrite> NotedFileWrites() {
   return {writes.begin(), writes.begin() + static_cast<std::ptrdiff_t>(noted.load())};
 }
 
-std::size_t CountFileWrites() { return noted.load(std::memory_order_acquire); }
+std::size_t CountFileWrites() {
+  return noted.load(std::memory_order_acquire);
+}
 
-void ShutFileGate() { gateIsShut = true; }
+void ShutFileGate() {
+  gateIsShut = true;
+}
 
 void OpenFileGate() {
   gateIsShut = false;

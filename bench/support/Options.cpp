@@ -21,15 +21,24 @@ Options ReadOptions(int argc, char** argv) {
   options.measure = argv[1];
   for (int i = 2; i < argc; ++i) {
     const std::string name = argv[i];
-    if (name == "--dir") options.directory = ValueOf(argc, argv, i);
-    else if (name == "--threads") options.threads = std::stoi(ValueOf(argc, argv, i));
-    else if (name == "--lines") options.lines = std::stoi(ValueOf(argc, argv, i));
-    else if (name == "--rate") options.rate = std::stoi(ValueOf(argc, argv, i));
-    else if (name == "--seconds") options.seconds = std::stod(ValueOf(argc, argv, i));
-    else if (name == "--queue") options.queueLines = std::stoi(ValueOf(argc, argv, i));
-    else if (name == "--count") options.count = std::stoi(ValueOf(argc, argv, i));
-    else if (name == "--spin") options.spin = true;
-    else throw std::runtime_error("unknown option " + name);
+    if (name == "--dir")
+      options.directory = ValueOf(argc, argv, i);
+    else if (name == "--threads")
+      options.threads = std::stoi(ValueOf(argc, argv, i));
+    else if (name == "--lines")
+      options.lines = std::stoi(ValueOf(argc, argv, i));
+    else if (name == "--rate")
+      options.rate = std::stoi(ValueOf(argc, argv, i));
+    else if (name == "--seconds")
+      options.seconds = std::stod(ValueOf(argc, argv, i));
+    else if (name == "--queue")
+      options.queueLines = std::stoi(ValueOf(argc, argv, i));
+    else if (name == "--count")
+      options.count = std::stoi(ValueOf(argc, argv, i));
+    else if (name == "--spin")
+      options.spin = true;
+    else
+      throw std::runtime_error("unknown option " + name);
   }
   if (options.directory.empty()) throw std::runtime_error("--dir is missing");
   std::filesystem::create_directories(options.directory);

@@ -41,8 +41,12 @@ std::int64_t CpuNanoseconds() {
   return Nanoseconds(usage.ru_utime) + Nanoseconds(usage.ru_stime);
 }
 
-std::int64_t ResidentKiB() { return StatusKiB("VmRSS:"); }
-std::int64_t PeakResidentKiB() { return StatusKiB("VmHWM:"); }
+std::int64_t ResidentKiB() {
+  return StatusKiB("VmRSS:");
+}
+std::int64_t PeakResidentKiB() {
+  return StatusKiB("VmHWM:");
+}
 
 FileContents ReadFiles(const std::string& directory) {
   FileContents contents;

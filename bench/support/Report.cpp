@@ -26,7 +26,9 @@ void Report::Add(const std::string& name, const Histogram& durations) {
   AddJson(name + ".histogram", durations.ToJson());
 }
 
-void Report::Print() const { std::printf("{%s}\n", members.c_str()); }
+void Report::Print() const {
+  std::printf("{%s}\n", members.c_str());
+}
 
 void Report::AddJson(const std::string& name, const std::string& json) {
   if (!members.empty()) members += ", ";
