@@ -48,12 +48,12 @@ def cases(quick):
             EVERYTHING, rounds(2, 9))
     for threads in (1, 4):
         add("bursts", f"{threads} threads", ("--threads", threads, "--seconds", rounds(0.5, 2)),
-            EVERYTHING, rounds(2, 7))
-    add("steady", "sleeping", ("--seconds", rounds(1, 2)), EVERYTHING, rounds(1, 5))
-    add("steady", "busy", ("--seconds", rounds(1, 2), "--spin"), EVERYTHING, rounds(1, 5))
+            EVERYTHING, rounds(2, 9))
+    add("steady", "sleeping", ("--seconds", rounds(1, 2)), EVERYTHING, rounds(1, 7))
+    add("steady", "busy", ("--seconds", rounds(1, 2), "--spin"), EVERYTHING, rounds(1, 7))
     for rate in RATES:
         add("lateness", f"{rate}/s", ("--rate", rate, "--seconds", 3 if rate < 1000 else 2),
-            BACKGROUND, rounds(1, 5))
+            BACKGROUND, rounds(1, 7))
     add("memory", "500000 lines", ("--lines", 500_000, "--queue", 501_000), BACKGROUND,
         rounds(1, 3))
     add("filtered", "call", ("--lines", 20_000_000), LIBRARIES + (EMPTY,), rounds(3, 7))

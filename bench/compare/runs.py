@@ -18,6 +18,8 @@ def _execute(command):
                               timeout=SECONDS_UNTIL_HUNG, check=False)
     except subprocess.TimeoutExpired as hung:
         raise Broken(f"hung: {' '.join(command)}") from hung
+    except OSError as missing:
+        raise Broken(str(missing)) from missing
     if done.returncode != 0:
         last = done.stderr.strip().splitlines()[-1:] or ["no message"]
         raise Broken(f"exit code {done.returncode}: {' '.join(command)}: {last[0]}")

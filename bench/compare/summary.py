@@ -27,10 +27,13 @@ class Summary:
     def __init__(self, runs):
         self.runs = runs
 
+    def _runs(self, program, measure, label):
+        return [run for run in self.runs
+                if (run["program"], run["measure"], run["label"]) == (program, measure, label)]
+
     def _results(self, program, measure, label):
-        return [run["result"] for run in self.runs
-                if (run["program"], run["measure"], run["label"]) == (program, measure, label)
-                and run["result"] is not None]
+        return [run["result"] for run in self._runs(program, measure, label)
+                if run["result"] is not None]
 
     def figure(self, program, measure, label, quantity):
         """None when it was not measured."""
@@ -39,6 +42,9 @@ class Summary:
         return Figure(values) if values else None
 
     def median(self, program, measure, label, quantity):
+        """None when it was not measured, or a run of it lost a line: such speed counts for nothing."""
+        if self.lost(program, measure, label):
+            return None
         found = self.figure(program, measure, label, quantity)
         return None if found is None else found.median
 
@@ -52,5 +58,4 @@ class Summary:
 
     def lost(self, program, measure, label):
         """Whether a run of the case lost a line or failed."""
-        return any(run["problem"] for run in self.runs
-                   if (run["program"], run["measure"], run["label"]) == (program, measure, label))
+        return any(run["problem"] for run in self._runs(program, measure, label))

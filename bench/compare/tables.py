@@ -114,12 +114,23 @@ def _ours_alone(summary):
             + f"\nSystem calls in 10 s of an idle process: {'–' if calls is None else int(calls)}\n")
 
 
-def markdown(summary, machine, command, problems):
-    """The whole report."""
-    text = "# Benchmark\n\n" + _table(["", ""], [[key, value] for key, value in machine.items()])
+def _plot(name, what, folder):
+    return f"\n![{what}]({folder}{name}.svg)\n"
+
+
+def markdown(summary, machine, command, problems, plot_folder=""):
+    """All tables and plots, below headings of the second level and lower."""
+    text = "## Machine and versions\n\n" + _table(["", ""], [[key, value] for key, value
+                                                           in machine.items()])
     text += f"\nCommand: `{command}`. Figures are medians of the rounds (least–most).\n"
     if problems:
         text += "\n**Problems:**\n\n" + "".join(f"- {problem}\n" for problem in problems)
     text += "\n## Goals\n\n" + goals_table(summary) + "\n## Measured\n\n"
-    return (text + _sustained(summary) + _latency(summary) + _lateness(summary) + _others(summary)
-            + _ours_alone(summary))
+    return (text + _sustained(summary)
+            + _plot("throughput", "Lines per second against threads", plot_folder)
+            + _plot("cpu", "CPU time per line", plot_folder)
+            + _latency(summary)
+            + _plot("latency", "Duration of the call by percentile", plot_folder)
+            + _lateness(summary)
+            + _plot("lateness", "Lateness by percentile", plot_folder)
+            + _others(summary) + _ours_alone(summary))
