@@ -45,14 +45,14 @@ def _scaled(value, factor):
 def _speed(summary):
     rate, cpu = "linesPerSecond", "cpuNanosecondsPerLine"
     one = ("sustained", "1 threads")
-    yield Goal("sustained lines/s, 1 thread, of the bare write loop",
+    yield Goal("sustained lines/s, 1 thread, of the bare write loop's",
                _versus(summary, *one, rate, BARE), True, 0.85)
-    yield Goal("sustained lines/s, 1 thread, of spdlog",
+    yield Goal("sustained lines/s, 1 thread, of spdlog's",
                _versus(summary, *one, rate, "spdlog"), True, 2.5)
     for threads in (4, 16):
-        yield Goal(f"sustained lines/s, {threads} threads, of the best peer",
+        yield Goal(f"sustained lines/s, {threads} threads, of the best peer's",
                    _versus_best_peer(summary, "sustained", f"{threads} threads", rate, max), True, 2)
-    yield Goal("CPU time per line, 1 thread, of spdlog",
+    yield Goal("CPU time per line, 1 thread, of spdlog's",
                _versus(summary, *one, cpu, "spdlog"), False, 0.45)
     yield Goal("CPU time per line, 1 thread, of the least of all peers",
                _versus_best_peer(summary, *one, cpu, min), False, 1)
@@ -64,7 +64,7 @@ def _latency(summary):
             ("steady", "sleeping", "p50", 0.2), ("steady", "sleeping", "p99", 0.15),
             ("steady", "busy", "p50", 0.05)):
         where = f"{measure}, {label.replace('1 threads', '1 thread')}"
-        yield Goal(f"call latency {quantile} of spdlog: {where}",
+        yield Goal(f"call latency {quantile}, {where}, of spdlog's",
                    _versus(summary, measure, label, f"call.{quantile}", "spdlog"), False, bound)
     for rate in RATES:
         late = summary.median(OURS, "lateness", f"{rate}/s", "lateness.p99")
@@ -78,14 +78,14 @@ def _rest(summary):
     harness = summary.median(EMPTY, "filtered", "call", "nanosecondsPerCall")
     net = None if call is None or harness is None else call - harness
     yield Goal("call below the threshold, less the harness's own cost", net, False, 3, "ns")
-    yield Goal("peak memory with 500,000 lines queued, of spdlog",
+    yield Goal("peak memory with 500,000 lines queued, of spdlog's",
                _versus(summary, "memory", "500000 lines", "peakKiB", "spdlog"), False, 0.25)
     for quantity, what in (("passBelowLimits", "retention pass below its limits"),
                            ("passAtLimit", "retention pass that sorts all by age"),
                            ("rotation", "clean-up after a rotation")):
         for files in FILES:
             label = ("directories", f"{files} files")
-            yield Goal(f"{what}, {files} files, of the bare loop",
+            yield Goal(f"{what}, {files} files, of the bare loop's time",
                        _ratio(summary.median("directories", *label, f"{quantity}Microseconds"),
                               summary.median("directories", *label, "bareMicroseconds")), False, 2)
     for keys in (100, 1000):

@@ -1,5 +1,6 @@
 // The single steps of a line's road, one thread, through the internal headers.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -42,7 +43,7 @@ BENCHMARK(CacheAppend);
 
 void WriteLine(benchmark::State& state) {
   const std::filesystem::path directory =
-      std::filesystem::temp_directory_path() / "bench-steps-logs";
+      std::filesystem::temp_directory_path() / ("bench-logs-" + std::to_string(getpid()));
   {
     LogFileWriter writer("bench.log", directory, /*keepCount=*/0, /*sizeLimit=*/10 << 20);
     for (auto _ : state) writer.WriteLine("", lineWithEnd);
