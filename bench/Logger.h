@@ -2,10 +2,10 @@
 //
 // Each library has one adapter that implements it, and one program is linked
 // per library, so that memory and CPU time of a run are of that library alone.
-// All adapters are set up to the same guarantees as far as the library can:
-// the caller hands over a bounded queue's worth of lines, a background thread
-// gives each line to the kernel on its own, files rotate by size, and the last
-// 1,500 lines stay in memory. docs/PERFORMANCE.md says where one differs.
+// All adapters are set up to the same guarantees as far as the library can: the
+// caller formats the message, a bounded queue takes it to a background thread,
+// which gives each line to the kernel on its own, files rotate by size, and the
+// last 1,500 lines stay in memory. docs/PERFORMANCE.md says where one differs.
 #ifndef ZIN_BENCH_LOGGER_H
 #define ZIN_BENCH_LOGGER_H
 

@@ -15,8 +15,8 @@ namespace {
 int file = -1;
 std::vector<std::string> lines;
 
-// Lines of the second and later threads or past the number made are told apart
-// by nobody: they are counted.
+// A run writes more lines than this, so they repeat; the files' lines are only
+// counted.
 constexpr int linesMade = 4096;
 
 }  // namespace
