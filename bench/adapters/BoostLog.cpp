@@ -47,10 +47,9 @@ void Print(boost::log::record_ostream& message, const Order& order, int line,
            const char* function) {
   static thread_local const pid_t thread = gettid();
   message << '[' << thread << "] [INFO] [BoostLog.cpp:" << line << "] [" << function << "]: order "
-          << std::setfill('0') << std::setw(7) << order.number << " of customer " << order.customer
-          << ": " << order.items << " items for " << std::fixed << std::setprecision(2)
-          << order.price << " EUR, till " << order.thread << ", served in " << order.microseconds
-          << " us";
+          << order.number << " of customer " << order.customer
+          << " is paid, packed and handed over to the carrier after " << order.microseconds
+          << " us in all";
 }
 
 void LogAt(Severity severity, const Order& order, int line, const char* function) {

@@ -14,7 +14,7 @@ namespace {
 std::shared_ptr<spdlog::async_logger> instance;
 
 constexpr const char* orderFormat =
-    "order {:07d} of customer {}: {} items for {:.2f} EUR, till {}, served in {} us";
+    "order {} of customer {} is paid, packed and handed over to the carrier after {} us in all";
 
 }  // namespace
 

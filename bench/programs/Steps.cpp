@@ -29,9 +29,11 @@ BENCHMARK(Header);
 void PushAndPop(benchmark::State& state) {
   BlockingQueue queue(1000);
   const BlockingQueue::Generation worker = queue.Start();
+  LogRecord record;
   for (auto _ : state) {
     queue.Push("", lineWithEnd);
-    benchmark::DoNotOptimize(queue.WaitPop(worker));
+    queue.WaitPop(worker, record);
+    benchmark::DoNotOptimize(record);
   }
 }
 BENCHMARK(PushAndPop);

@@ -5,8 +5,9 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdarg>
 #include <cstdio>
 
 #include "Clock.h"
@@ -35,21 +36,45 @@ void AfterWrite(int descriptor) {
   noted.store(index + 1, std::memory_order_release);
 }
 
+template <typename... Arguments>
+long SystemCall(long number, Arguments... arguments) {
+  static const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+  return next(number, arguments...);
+}
+
+ssize_t WriteBytes(int descriptor, const void* bytes, std::size_t count) {
+  BeforeWrite(descriptor);
+  const ssize_t result =
+      SystemCall(SYS_write, descriptor, reinterpret_cast<long>(bytes), static_cast<long>(count));
+  AfterWrite(descriptor);
+  return result;
+}
+
 }  // namespace
 
 // Visible to the libraries, whatever the program is compiled with.
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
 EXPORTED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  BeforeWrite(descriptor);
-  const ssize_t result = syscall(SYS_write, descriptor, bytes, count);
-  AfterWrite(descriptor);
-  return result;
+  return WriteBytes(descriptor, bytes, count);
+}
+
+EXPORTED long syscall(long number, ...) {
+  std::array<long, 6> values{};
+  va_list list;
+  va_start(list, number);
+  for (long& value : values) value = va_arg(list, long);
+  va_end(list);
+  if (number == SYS_write) {
+    return WriteBytes(static_cast<int>(values[0]), reinterpret_cast<const void*>(values[1]),
+                      static_cast<std::size_t>(values[2]));
+  }
+  return SystemCall(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }
 
 EXPORTED ssize_t writev(int descriptor, const iovec* parts, int count) {
   BeforeWrite(descriptor);
-  const ssize_t result = syscall(SYS_writev, descriptor, parts, count);
+  const ssize_t result = SystemCall(SYS_writev, descriptor, reinterpret_cast<long>(parts), count);
   AfterWrite(descriptor);
   return result;
 }

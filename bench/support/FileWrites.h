@@ -1,7 +1,7 @@
 // Sees every moment at which a library hands bytes of a log file to the kernel.
 //
-// The program defines write, writev and fflush itself, ahead of the C library:
-// with these three, all measured libraries end a line. The standard streams are
+// The program defines write, writev, fflush and syscall itself, ahead of the C
+// library: with one of these, every measured library ends a line. The standard streams are
 // left alone. Nothing is done but the call itself until a function below asks.
 #ifndef ZIN_BENCH_FILE_WRITES_H
 #define ZIN_BENCH_FILE_WRITES_H

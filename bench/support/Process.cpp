@@ -57,7 +57,7 @@ FileContents ReadFiles(const std::string& directory) {
       // The whole message: a line that was torn apart or mixed is a lost one.
       const std::size_t start = line.find("order ");
       if (start != std::string::npos && line.find("order ", start + 1) == std::string::npos &&
-          line.ends_with(" us")) {
+          line.ends_with(" us in all")) {
         ++contents.lines;
       }
     }

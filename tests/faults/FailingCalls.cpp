@@ -209,17 +209,18 @@ int __wrap_open(const char* path, int flags, ...) {
 // The library writes through this one.
 long __real_syscall(long number, ...);
 long __wrap_syscall(long number, ...) {
-  std::va_list values;
-  va_start(values, number);
-  long first = va_arg(values, long);
-  long second = va_arg(values, long);
-  long third = va_arg(values, long);
-  va_end(values);
-  if (number != SYS_write) return __real_syscall(number, first, second, third);
-  const auto size = static_cast<std::size_t>(third);
-  const Verdict verdict = Judge("write", std::to_string(size));
-  if (verdict.error != 0) return Failed(verdict.error, -1L);
-  return __real_syscall(number, first, second, std::min(size, verdict.takenBytes.value_or(size)));
+  std::array<long, 6> values{};
+  std::va_list list;
+  va_start(list, number);
+  for (long& value : values) value = va_arg(list, long);
+  va_end(list);
+  if (number == SYS_write) {
+    const auto size = static_cast<std::size_t>(values[2]);
+    const Verdict verdict = Judge("write", std::to_string(size));
+    if (verdict.error != 0) return Failed(verdict.error, -1L);
+    values[2] = static_cast<long>(std::min(size, verdict.takenBytes.value_or(size)));
+  }
+  return __real_syscall(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }
 
 int __real_close(int descriptor);

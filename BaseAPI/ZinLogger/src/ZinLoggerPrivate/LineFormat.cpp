@@ -14,13 +14,29 @@
 
 namespace {
 
-constexpr const char* pathSeparators = "\\/";
+constexpr std::string_view pathSeparators = "\\/";
 constexpr std::uint64_t millisecondsPerSecond = 1000;
 constexpr std::size_t longestNumber = 11;  // of 32 bits, with its sign
 
-const char* LevelName(LogLevel level) {
+std::string_view LevelName(LogLevel level) {
+  static constexpr std::array<std::string_view, std::size(LevelNames)> names = {
+      LevelNames[0], LevelNames[1], LevelNames[2], LevelNames[3], LevelNames[4]};
   const auto index = static_cast<std::size_t>(level);
-  return index < std::size(LevelNames) ? LevelNames[index] : "UNKNOWN";
+  return index < names.size() ? names[index] : "UNKNOWN";
+}
+
+// Deliberate: the first character is never examined, so a leading separator is
+// kept.
+std::string_view AfterLastSeparator(std::string_view path, std::string_view separators) {
+  std::size_t begin = 0;
+  for (const char separator : separators) {
+    const std::string_view rest =
+        path.substr(std::max(begin, std::min<std::size_t>(1, path.size())));
+    if (const void* const found = memrchr(rest.data(), separator, rest.size())) {
+      begin = static_cast<std::size_t>(static_cast<const char*>(found) - path.data()) + 1;
+    }
+  }
+  return path.substr(begin);
 }
 
 int MillisecondOf(std::uint64_t tick) {
@@ -33,7 +49,7 @@ struct HeaderParts {
   ZinDateTime second;
   int millisecond;
   std::int32_t thread;
-  const char* level;
+  std::string_view level;
   const char* tag;
   const char* file;
   std::int32_t line;
@@ -62,8 +78,7 @@ std::string_view Print(const ZinDateTime& second) {
 }
 
 char* Put(char* to, std::string_view text) {
-  std::memcpy(to, text.data(), text.size());
-  return to + text.size();
+  return to + text.copy(to, text.size());
 }
 
 char* Put(char* to, std::int32_t number) {
@@ -84,7 +99,7 @@ char* PutHeader(char* to, std::size_t room, const HeaderParts& parts) {
   if (parts.tag == nullptr || parts.file == nullptr || parts.function == nullptr) return nullptr;
   const std::string_view second = Print(parts.second);
   const std::string_view tag = parts.tag;
-  const std::string_view file = parts.file;
+  const std::string_view file = AfterLastSeparator(parts.file, pathSeparators);
   const std::string_view function = parts.function;
   constexpr std::size_t longestFixed =
       sizeof "[] [000] [] [UNKNOWN][:] []: " + longestNumber + longestNumber;
@@ -109,11 +124,12 @@ int FormatHeader(char* buffer, std::uint64_t destMax, std::uint64_t count,
                  const HeaderParts& parts) {
   const ZinDateTime& second = parts.second;
   return snprintf_s(buffer, destMax, count,
-                    "[%.*s] [%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d] [%d] [%s]%s[%s:%d] [%s]: ",
+                    "[%.*s] [%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d] [%d] [%.*s]%s[%s:%d] [%s]: ",
                     static_cast<int>(parts.process.size()), parts.process.data(), second.year,
                     second.month, second.day, second.hour, second.minute, second.second,
-                    parts.millisecond, parts.thread, parts.level, parts.tag, parts.file, parts.line,
-                    parts.function);
+                    parts.millisecond, parts.thread, static_cast<int>(parts.level.size()),
+                    parts.level.data(), parts.tag, BaseFileName(parts.file, pathSeparators.data()),
+                    parts.line, parts.function);
 }
 
 }  // namespace
@@ -129,15 +145,8 @@ std::int64_t FormatLogHeader(char* buffer, std::uint64_t destMax, std::uint64_t 
   const std::int32_t thread = ZinGetThreadId();
 
   // Deliberate: level names are not padded, so the columns behind them shift.
-  const HeaderParts parts{process,
-                          now,
-                          MillisecondOf(tick),
-                          thread,
-                          LevelName(level),
-                          tag,
-                          BaseFileName(file, pathSeparators),
-                          line,
-                          function};
+  const HeaderParts parts{
+      process, now, MillisecondOf(tick), thread, LevelName(level), tag, file, line, function};
   const std::uint64_t room = destMax == 0 ? 0 : std::min(count, destMax - 1);
   char* const end = PutHeader(buffer, room, parts);
   if (end == nullptr) return FormatHeader(buffer, destMax, count, parts);
@@ -157,11 +166,5 @@ int FormatFileStamp(char* buffer, std::uint64_t destMax, std::uint64_t count,
 
 const char* BaseFileName(const char* path, const char* separators) {
   if (path == nullptr || separators == nullptr) return nullptr;
-  // Deliberate: position 0 is never examined, so a leading separator is kept.
-  for (std::size_t i = std::strlen(path); i > 1; --i) {
-    for (const char* separator = separators; *separator != '\0'; ++separator) {
-      if (path[i - 1] == *separator) return path + i;
-    }
-  }
-  return path;
+  return AfterLastSeparator(path, separators).data();
 }

@@ -35,8 +35,7 @@ std::size_t GetLength(const char*& from) {
 }
 
 char* PutText(char* to, std::string_view text) {
-  std::memcpy(to, text.data(), text.size());
-  return to + text.size();
+  return to + text.copy(to, text.size());
 }
 
 // Compares eight bytes at a time.
@@ -130,9 +129,11 @@ bool RecordFifo::Take(LogRecord& record) {
   Block* const firstBlock = oldest.block;
   Read(oldest, record);
   // The next record comes out of the other processor's cache while this one is
-  // being written.
-  __builtin_prefetch(oldest.next);
-  __builtin_prefetch(oldest.next + cacheLine);
+  // being written. One that is not there yet is left to the caller.
+  if (count + 1 < appendedSeen) {
+    __builtin_prefetch(oldest.next);
+    __builtin_prefetch(oldest.next + cacheLine);
+  }
   if (oldest.block != firstBlock) Recycle(firstBlock, oldest.block);
   taken.store(count + 1, std::memory_order_release);
   return true;

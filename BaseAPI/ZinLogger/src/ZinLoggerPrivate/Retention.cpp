@@ -46,9 +46,8 @@ std::uint64_t CountToFree(const std::vector<DatedFile>& oldestFirst, std::uint64
 }  // namespace
 
 void RunRetentionPass(const std::string& directory, const RetentionLimits& limits) {
-  const std::vector<std::string> files = ZinListLogFiles(directory);
   std::uint64_t totalBytes = 0;
-  for (const std::string& path : files) totalBytes += ZinGetFileSize(path);
+  const std::vector<std::string> files = ZinListLogFiles(directory, totalBytes);
 
   const std::uint64_t maxCount = LoadPlain(limits.maxFileCount);
   const std::uint64_t maxBytes = std::uint64_t{LoadPlain(limits.maxTotalSizeMiB)}
@@ -61,6 +60,7 @@ void RunRetentionPass(const std::string& directory, const RetentionLimits& limit
 
 void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCount,
                      std::uint64_t maxCount, std::uint64_t totalBytes, std::uint64_t maxBytes) {
+  if (totalBytes <= maxBytes && fileCount <= maxCount) return;
   const std::vector<DatedFile> oldestFirst = SortByAge(files);
   if (oldestFirst.empty()) return;
 

@@ -71,6 +71,12 @@ std::uint64_t ZinGetFileModifyTime(const std::string& path) {
 }
 
 std::vector<std::string> ZinListLogFiles(const std::string& directory) {
+  std::uint64_t ignored = 0;
+  return ZinListLogFiles(directory, ignored);
+}
+
+std::vector<std::string> ZinListLogFiles(const std::string& directory, std::uint64_t& totalBytes) {
+  totalBytes = 0;
   std::vector<std::string> files;
   DirectoryEntries entries(directory.c_str());
   if (!entries.IsOpen()) return files;
@@ -81,7 +87,9 @@ std::vector<std::string> ZinListLogFiles(const std::string& directory) {
     if (!status || S_ISDIR(status->st_mode)) continue;
     // Deliberate: for a name of three bytes the difference wraps around to the
     // value that a failed search returns, so such a file is listed, too.
-    if (name.rfind(logSuffix) == name.size() - logSuffix.size()) files.push_back(path);
+    if (name.rfind(logSuffix) != name.size() - logSuffix.size()) continue;
+    files.push_back(path);
+    totalBytes += static_cast<std::uint64_t>(status->st_size);
   }
   return files;
 }

@@ -32,6 +32,9 @@ std::uint64_t ZinGetFileModifyTime(const std::string& path);
 // Empty when the directory cannot be opened.
 std::vector<std::string> ZinListLogFiles(const std::string& directory);
 
+// The same, and the sum of their sizes in bytes.
+std::vector<std::string> ZinListLogFiles(const std::string& directory, std::uint64_t& totalBytes);
+
 // Bare names of the rotated siblings of `baseFileName` in `directory`, sorted
 // by bytes, which for rotated names is oldest first: names that begin with the
 // base name less its last four bytes and whose first ".log" is their end.
