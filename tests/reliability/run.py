@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""The reliability campaigns: what happens to lines, files and the process when
+something breaks.
+
+Every campaign starts many short processes, two or so at a time, each with a
+time limit (that is how a hang is seen), and holds what they leave on disk
+against what they say they have logged. A line is a record whose every byte
+follows from its writer, thread and sequence number (Records.h), so that lost,
+cut, torn, doubled and foreign lines are told apart exactly (check_records).
+Everything goes through the public interface of libZinLogger.so; faults come
+from outside: signals, the file system, and libraries loaded before the C
+library (fault_injector, allocation_injector).
+
+  run.py --programs DIR [--quick] [--results DIR] [--jobs N] [campaign...]
+
+prints one table: fault, runs, result, allowed loss, seen loss. The exit status
+is 1 when a campaign fell short. With --results, the table is kept as
+table.txt and table.md, with date, machine and command.
+
+A new campaign is a file in campaigns/ with a function rows(stage) that yields
+rows, and a place in the list below.
+"""
+
+import argparse
+import datetime
+import importlib
+import os
+import pathlib
+import platform
+import sys
+import textwrap
+import time
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+
+from harness import Stage  # noqa: E402  (the path above comes first)
+
+CAMPAIGNS = ["kill"]
+
+
+def machine():
+    model = "unknown processor"
+    for line in pathlib.Path("/proc/cpuinfo").read_text(errors="replace").splitlines():
+        if line.startswith("model name"):
+            model = line.split(":", 1)[1].strip()
+            break
+    return f"{model}, {os.cpu_count()} processors, Linux {platform.release()}"
+
+
+def header(command, seconds):
+    now = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
+    return [f"date:    {now}", f"machine: {machine()}", f"command: {command}", f"took:    {seconds:.0f} s"]
+
+
+def as_text(rows):
+    lines = []
+    for row in [("fault", "runs", "result", "allowed loss", "seen loss"), *rows]:
+        cells = [textwrap.wrap(cell, width) or [""] for cell, width in zip(row, (44, 9, 40, 30, 30))]
+        for i in range(max(map(len, cells))):
+            parts = [(cell[i] if i < len(cell) else "").ljust(width)
+                     for cell, width in zip(cells, (44, 9, 40, 30, 30))]
+            lines.append("  ".join(parts).rstrip())
+        if row[0] == "fault":
+            lines.append("-" * 150)
+    return lines
+
+
+def as_markdown(rows):
+    lines = ["| fault | runs | result | allowed loss | seen loss |", "|---|---|---|---|---|"]
+    return lines + ["| " + " | ".join(cell.replace("|", "\\|") for cell in row) + " |" for row in rows]
+
+
+def cells(row):
+    return (row.fault, f"{row.runs:,}", row.result, row.allowed, row.seen)
+
+
+def keep(directory, top, found):
+    directory.mkdir(parents=True, exist_ok=True)
+    (directory / "table.txt").write_text("\n".join(top + [""] + as_text(map(cells, found))) + "\n")
+    body = ["```", *top, "```", ""] + as_markdown(map(cells, found))
+    (directory / "table.md").write_text("\n".join(body) + "\n")
+
+
+def parse(arguments):
+    parser = argparse.ArgumentParser(prog=os.environ.get("ZIN_RELIABILITY_NAME", "run.py"))
+    parser.add_argument("--programs", required=True, type=pathlib.Path, help=argparse.SUPPRESS)
+    parser.add_argument("--quick", action="store_true", help="a sample of each campaign")
+    parser.add_argument("--results", type=pathlib.Path, help="folder for the table")
+    parser.add_argument("--jobs", type=int, default=max(2, os.cpu_count() or 2))
+    parser.add_argument("campaign", nargs="*", help=", ".join(CAMPAIGNS))
+    options = parser.parse_args(arguments)
+    unknown = [name for name in options.campaign if name not in CAMPAIGNS]
+    if unknown:
+        parser.error(f"no campaign {unknown[0]}; there are: {', '.join(CAMPAIGNS)}")
+    return options
+
+
+def main(arguments):
+    options = parse(arguments)
+    names = options.campaign or CAMPAIGNS
+    began = time.monotonic()
+    found = []
+    stage = Stage(options.programs, options.quick, options.jobs)
+    try:
+        for name in names:
+            campaign_began = time.monotonic()
+            for row in importlib.import_module(f"campaigns.{name}").rows(stage):
+                found.append(row)
+                print(f"  {row.fault}: {row.runs:,} runs, {row.result}", file=sys.stderr, flush=True)
+            print(f"{name}: {time.monotonic() - campaign_began:.1f} s", file=sys.stderr, flush=True)
+    finally:
+        stage.close()
+
+    command = " ".join(["scripts/reliability", *(["--quick"] if options.quick else []), *options.campaign])
+    top = header(command, time.monotonic() - began)
+    print("\n".join(["", *top, ""] + as_text(map(cells, found))))
+    if options.results:
+        keep(options.results, top, found)
+    good = all(row.good for row in found)
+    print("\n" + (f"{len(found)} rows, all as promised" if good else
+                  f"{sum(not row.good for row in found)} of {len(found)} rows FELL SHORT"))
+    return 0 if good else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
