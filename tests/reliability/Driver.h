@@ -36,7 +36,7 @@ class Ledger {
   std::atomic<std::uint64_t>* slots;  // never unmapped: threads write to the end
 };
 
-// Names of the threads of this process, one per line, as the kernel shows them.
+// Threads of this process whose name, as the kernel shows it, begins so.
 unsigned CountThreads(const std::string& nameBegin);
 
 #endif  // ZIN_RELIABILITY_DRIVER_H

@@ -136,9 +136,9 @@ class Stage:
             raise RuntimeError(f"check_records: {run.err}")
         return json.loads(run.out)
 
-    def each(self, function, cases):
+    def each(self, function, cases, jobs=None):
         """function(case) for all cases, a few at a time, as they come."""
-        with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
+        with concurrent.futures.ThreadPoolExecutor(jobs or self.jobs) as pool:
             pending = set()
             for case in cases:
                 pending.add(pool.submit(function, case))

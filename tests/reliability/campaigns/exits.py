@@ -39,7 +39,7 @@ def rows(stage):
     for kind, text in KINDS:
         tally = Tally(text, "what is queued")
         most = with_loss = 0
-        for problem, _, lost in stage.each(lambda k: end_once(stage, k), [kind] * stage.count(1000, 24)):
+        for problem, _, lost in stage.each(lambda k: end_once(stage, k), [kind] * stage.count(1000, 10)):
             tally.add(problem)
             most = max(most, lost)
             with_loss += lost > 0
