@@ -11,6 +11,7 @@ import shutil
 import signal
 import struct
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -75,6 +76,8 @@ class Tally:
             self.faults.append(problem)
 
     def row(self, clean="clean"):
+        for fault in self.faults:
+            print(f"    {fault}", file=sys.stderr, flush=True)
         good = self.fault_count == 0 and self.runs > 0
         result = clean if good else f"{self.fault_count} FAILED: {self.faults[0] if self.faults else 'no run'}"
         return Row(self.fault, self.runs, good, result, self.allowed, self.seen)
