@@ -75,6 +75,10 @@ class Tally:
             self.fault_count += 1
             self.faults.append(problem)
 
+    def skipped(self, reason):
+        """For a machine on which the fault cannot be brought about."""
+        return Row(self.fault, 0, True, f"SKIPPED: {reason}", self.allowed, "-")
+
     def row(self, clean="clean"):
         for fault in self.faults:
             print(f"    {fault}", file=sys.stderr, flush=True)
@@ -88,6 +92,7 @@ class Stage:
 
     def __init__(self, programs, quick, jobs):
         self.programs = pathlib.Path(programs)
+        self.library = self.programs / "../../BaseAPI/ZinLogger/libZinLogger.so.1"
         self.quick = quick
         self.jobs = jobs
         base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
