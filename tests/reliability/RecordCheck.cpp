@@ -87,15 +87,18 @@ void RecordCheck::AddLine(std::string_view line) {
   if (damaged++ == 0) firstDamaged = line.substr(0, 400);
 }
 
-// Lines without an end, each followed by the next: the last one is whole.
+// Lines without an end, each followed by the next: the last one is whole. What
+// is missing may be the newline alone; such a record counts as written.
 bool RecordCheck::AddPieces(std::string_view line) {
   for (std::size_t at = 0; (at = shapes.NextBeginning(line, at + 1)) != std::string_view::npos;) {
-    if (shapes.Read(line.substr(0, at)).kind != Kind::Begun) continue;
+    const LineShapes::Reading piece = shapes.Read(line.substr(0, at));
+    if (piece.kind == Kind::Damaged) continue;
     const std::string_view rest = line.substr(at);
     const LineShapes::Reading reading = shapes.Read(rest);
     const bool isWhole = reading.kind == Kind::Record || reading.kind == Kind::Own;
     if (!isWhole && !AddPieces(rest)) continue;
     ++cutInside;
+    if (piece.kind != Kind::Begun) Count(piece);
     if (isWhole) Count(reading);
     return true;
   }

@@ -1,0 +1,112 @@
+"""Surroundings that nobody would wish for."""
+
+import re
+
+from harness import LedgerView, Tally, count_of, damage, gaps_of
+
+
+def play(stage, scenario, amount, threads=(0,), rotates=False):
+    """The problem, and how many lines are missing."""
+    where = stage.fresh_dir()
+    ledger = LedgerView(where / "ledger")
+    run = stage.run([stage.program("hostile_driver"), where / "log", where / "ledger", scenario, str(amount)])
+    folders = [where / "log", *sorted((where / "log").glob("mask-*"))]
+    account = stage.check("hostile_driver", *folders)
+    # Names of rotated files tell no order when the time zone changes.
+    problem = run.ended_badly() or damage(account, disorder=10**9 if rotates else 0)
+    if scenario == "cancel":
+        lost = sum(gaps_of(account, f"0.{t}") for t in range(amount))
+    else:
+        lost = sum(ledger[t] - count_of(account, f"0.{t}") for t in threads)
+        problem = problem or (None if sum(ledger[t] for t in threads) else "nothing was logged")
+    stage.remove(where)
+    return problem or (f"{lost} lines lost" if lost else None), lost
+
+
+def simple(stage, fault, scenario, runs, amount, clean, **settings):
+    tally = Tally(fault, "none")
+    total = 0
+    for problem, lost in stage.each(lambda _: play(stage, scenario, amount, **settings), range(runs)):
+        tally.add(problem)
+        total += lost
+    tally.seen = str(total)
+    return tally.row(clean)
+
+
+def clock_once(stage, lines):
+    where = stage.fresh_dir()
+    run = stage.run([stage.program("clock_driver"), where / "log", str(lines)])
+    account = stage.check("clock_driver", where / "log")
+    stage.remove(where)
+    lost = lines - count_of(account, "0.0")
+    return run.ended_badly() or damage(account, disorder=10**9) or (f"{lost} lines lost" if lost else None), lost
+
+
+def plugin_once(stage, loads):
+    where = stage.fresh_dir()
+    run = stage.run([stage.program("plugin_driver"), stage.program("libreliability_plugin.so"), where / "log",
+                     str(loads)], limit=170)
+    numbers = []
+    for path in sorted((where / "log").glob("load-*/*.log")):
+        numbers += map(int, re.findall(r"\[Scenario\]: line (\d+)\n", path.read_text()))
+    stage.remove(where)
+    expected = loads * 20
+    lost = expected - len(set(numbers))
+    problem = run.ended_badly()
+    if len(numbers) != len(set(numbers)):
+        problem = problem or "doubled lines"
+    return problem or (f"{lost} lines lost" if lost else None), lost
+
+
+def neighbours_once(stage, lines):
+    """Four processes, one file name. Measured, for only part of it is promised:
+    lines are whole, and never in two places. Each process may empty or remove
+    what another one has just begun."""
+    where = stage.fresh_dir()
+    LedgerView(where / "ledger").close()
+    running = [stage.start([stage.program("neighbour_driver"), where / "log", where / "ledger", str(w), str(lines)])
+               for w in range(4)]
+    for process in running:
+        process.wait(timeout=60)
+    account = stage.check("neighbour_driver", where / "log")
+    stage.remove(where)
+    problem = damage(account, cut_tails=4, disorder=10**9)
+    if any(process.returncode for process in running):
+        problem = f"ended with {[process.returncode for process in running]}"
+    return problem, 4 * lines - sum(count_of(account, f"{w}.0") for w in range(4))
+
+
+def rows(stage):
+    few = stage.count(50, 3)
+    yield simple(stage, "standard streams closed before the start, rotating", "closed-streams", few, 500,
+                 "no log file gets descriptor 0, 1 or 2")
+    yield simple(stage, "broken pipe at standard error", "broken-pipe", few, 500, "no signal")
+    yield simple(stage, "pthread_cancel of logging threads (50 a run)", "cancel", few, 50, "no lock left held")
+    yield simple(stage, "signals all the time", "signals", few, 20000, "handlers on application threads only")
+    yield simple(stage, "time zone changes while logging, rotating", "time-zones", few, 500, "clean", rotates=True)
+    yield simple(stage, "umask 0 and 077", "masks", few, 50, "promised modes", threads=(0, 63, 99))
+
+    tally = Tally("time of day jumps by seconds, hours and a year", "none")
+    total = 0
+    for problem, lost in stage.each(lambda _: clock_once(stage, 20000), range(few)):
+        tally.add(problem)
+        total += lost
+    tally.seen = str(total)
+    yield tally.row("stops end, names stay unique")
+
+    tally = Tally("dlopen, log, dlclose with the channel running", "none")
+    loads = stage.count(1000, 200)
+    problem, lost = plugin_once(stage, loads)
+    tally.add(problem)
+    tally.runs *= loads
+    tally.seen = str(lost)
+    yield tally.row("clean")
+
+    tally = Tally("four processes write the same file name", "not promised: measured")
+    most = total = 0
+    for problem, lost in stage.each(lambda _: neighbours_once(stage, 20000), range(few), 1):
+        tally.add(problem)
+        most = max(most, lost)
+        total += lost
+    tally.seen = f"{total:,} of {tally.runs * 80000:,}, at most {most:,} a run"
+    yield tally.row("no crash, no hang, lines whole")
