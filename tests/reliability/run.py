@@ -36,7 +36,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
 from harness import Stage  # noqa: E402  (the path above comes first)
 
-CAMPAIGNS = ["kill", "exits", "restarts", "forks", "accounting", "syscalls", "allocations", "disks", "hostile"]
+CAMPAIGNS = ["kill", "exits", "restarts", "forks", "accounting", "syscalls", "allocations", "disks", "hostile", "soak"]
 
 
 def machine():
