@@ -1,9 +1,5 @@
 #include "Driver.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 
@@ -25,16 +21,6 @@ void StartLogWith(const std::string& directory, const LogSettings& settings) {
   Require(Logger().StartSystem(settings.fileName, directory.c_str(), settings.keepFiles,
                                settings.fileSizeMiB, INFO, settings.queueCapacity, true),
           "cannot start the log channel");
-}
-
-Ledger::Ledger(const std::string& path) : slots(nullptr) {
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  constexpr std::size_t size = slotCount * sizeof(std::atomic<std::uint64_t>);
-  Require(file >= 0 && ftruncate(file, size) == 0, "no ledger " + path);
-  void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-  Require(memory != MAP_FAILED, "cannot map " + path);
-  (void)close(file);
-  slots = static_cast<std::atomic<std::uint64_t>*>(memory);
 }
 
 unsigned CountThreads(const std::string& nameBegin) {

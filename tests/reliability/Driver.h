@@ -1,10 +1,9 @@
 #ifndef ZIN_RELIABILITY_DRIVER_H
 #define ZIN_RELIABILITY_DRIVER_H
 
-#include <atomic>
-#include <cstdint>
 #include <string>
 
+#include "Ledger.h"
 #include "Probe.h"
 #include "Records.h"
 
@@ -23,18 +22,6 @@ struct LogSettings {
   unsigned long queueCapacity = 4000000;
 };
 void StartLogWith(const std::string& directory, const LogSettings& settings);
-
-// Numbers in a file that is mapped shared: they outlive the driver, however it
-// ends, and can be read from outside while it runs.
-class Ledger {
- public:
-  static constexpr std::size_t slotCount = 512;
-  explicit Ledger(const std::string& path);
-  std::atomic<std::uint64_t>& operator[](std::size_t slot) { return slots[slot]; }
-
- private:
-  std::atomic<std::uint64_t>* slots;  // never unmapped: threads write to the end
-};
 
 // Threads of this process whose name, as the kernel shows it, begins so.
 unsigned CountThreads(const std::string& nameBegin);
