@@ -43,10 +43,14 @@ void LogMany(unsigned writer, unsigned count) {
   for (unsigned i = 0; i < count; ++i) Log(writer, 0);
 }
 
-void StartThreads() {
+// `isPaced`: some thousand lines a second instead of as many as go.
+void StartThreads(bool isPaced = false) {
   for (unsigned thread = 0; thread < threadCount; ++thread) {
-    std::thread([thread] {
-      for (;;) Log(0, thread);
+    std::thread([thread, isPaced] {
+      for (;;) {
+        Log(0, thread);
+        if (isPaced) std::this_thread::sleep_for(std::chrono::microseconds(100));
+      }
     }).detach();
   }
   for (unsigned thread = 0; thread < threadCount; ++thread) {
@@ -97,7 +101,7 @@ void Restart() {
 // badly otherwise.
 void Fork() {
   PeerStart(dir);
-  StartThreads();
+  StartThreads(true);
   for (unsigned round = 0; round < amount; ++round) {
     const pid_t child = fork();
     if (child == 0) {

@@ -1,12 +1,13 @@
 // glog: it has no asynchronous mode; a line goes into the buffer of the file,
-// which is written every few seconds.
+// which is written every few seconds. It is not made to rotate: it names files by
+// the second, and cannot begin two in one.
 #include <glog/logging.h>
 
 #include "Peer.h"
 
 void PeerStart(const std::string& directory) {
   FLAGS_log_prefix = false;
-  FLAGS_max_log_size = 1;  // MiB
+  FLAGS_max_log_size = 1000;  // MiB
   FLAGS_logtostderr = false;
   FLAGS_minloglevel = google::INFO;
   FLAGS_stderrthreshold = google::FATAL;

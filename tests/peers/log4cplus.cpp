@@ -14,7 +14,7 @@ std::unique_ptr<log4cplus::Initializer>& Initialized() {
 
 void PeerStart(const std::string& directory) {
   constexpr long mebibyte = 1 << 20;
-  constexpr int files = 10000;
+  constexpr int files = 200;  // each rotation renames them all
   Initialized() = std::make_unique<log4cplus::Initializer>();
   log4cplus::SharedAppenderPtr file(
       new log4cplus::RollingFileAppender(directory + "/app.log", mebibyte, files, true));

@@ -15,7 +15,7 @@ std::shared_ptr<spdlog::logger>& Current() {
 
 void PeerStart(const std::string& directory) {
   constexpr std::size_t mebibyte = 1 << 20;
-  constexpr std::size_t files = 10000;
+  constexpr std::size_t files = 200;  // each rotation renames them all
   Current() = spdlog::rotating_logger_mt<spdlog::async_factory>("app", directory + "/app.log",
                                                                 mebibyte, files);
   Current()->set_pattern("%v");

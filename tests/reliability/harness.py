@@ -98,8 +98,12 @@ class Stage:
         base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="zin-reliability-log-", dir=base))
         self.scratch.chmod(0o755)
+        self.running = set()  # process groups that this stage has started
 
     def close(self):
+        for process in list(self.running):
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)
         shutil.rmtree(self.scratch, ignore_errors=True)
 
     def count(self, full, quick):
@@ -118,8 +122,11 @@ class Stage:
     def start(self, args, env=None, **settings):
         """Starts a program in a process group of its own."""
         full_env = dict(os.environ, **(env or {}))
-        return subprocess.Popen([str(a) for a in args], env=full_env, start_new_session=True,
-                                stdin=settings.pop("stdin", subprocess.DEVNULL), **settings)
+        self.running = {process for process in self.running.copy() if process.returncode is None}
+        process = subprocess.Popen([str(a) for a in args], env=full_env, start_new_session=True,
+                                   stdin=subprocess.DEVNULL, **settings)
+        self.running.add(process)
+        return process
 
     def run(self, args, env=None, limit=HANG_SECONDS, **settings):
         """Runs a program to its end, or ends its process group after `limit`."""

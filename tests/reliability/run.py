@@ -27,6 +27,7 @@ import importlib
 import os
 import pathlib
 import platform
+import signal
 import sys
 import textwrap
 import time
@@ -103,6 +104,8 @@ def main(arguments):
     began = time.monotonic()
     found = []
     stage = Stage(options.programs, options.quick, options.jobs)
+    # Ended from outside, it takes what it has started along.
+    signal.signal(signal.SIGTERM, lambda *_: (stage.close(), os._exit(143)))
     try:
         for name in names:
             campaign_began = time.monotonic()

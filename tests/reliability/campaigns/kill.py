@@ -3,6 +3,7 @@
 import os
 import random
 import signal
+import subprocess
 import time
 
 from harness import LedgerView, Tally, count_of, damage, gaps_of
@@ -15,7 +16,8 @@ def kill_once(stage, manner, delay):
     """The problem, and how many of the lines handed over are not on disk."""
     where = stage.fresh_dir()
     ledger = LedgerView(where / "ledger")
-    process = stage.start([stage.program("kill_driver"), where / "log", where / "ledger", manner])
+    process = stage.start([stage.program("kill_driver"), where / "log", where / "ledger", manner],
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     give_up = time.monotonic() + 30
     while not all(ledger[i] > 100 for i in range(THREADS)):
         if time.monotonic() > give_up or process.poll() is not None:

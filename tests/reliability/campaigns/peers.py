@@ -6,6 +6,7 @@ import random
 import re
 import shutil
 import signal
+import subprocess
 import time
 
 from harness import LedgerView, Row, count_of
@@ -47,7 +48,7 @@ def files_of(log):
 
 
 def kill_in_burst(stage, command, ledger, delay):
-    process = stage.start(command)
+    process = stage.start(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     give_up = time.monotonic() + HANG_SECONDS
     while not all(ledger[i] >= 1000 for i in range(4)) and time.monotonic() < give_up:
         time.sleep(0.001)
