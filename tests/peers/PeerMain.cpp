@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 constexpr unsigned threadCount = 4;
 constexpr int notPossibleHere = 75;
-constexpr unsigned childsSeconds = 3;  // it logs twenty lines; only a hang is as long
+constexpr unsigned childsSeconds = 2;  // it logs twenty lines; only a hang is as long
 
 // Used to the very end of the process.
 std::string dir;

@@ -21,7 +21,7 @@ SCENARIOS = (  # name, fault, what may be lost, runs in full, amount
     ("exit-logging", "return from main, four threads still log", "what is queued", 50, 0),
     ("late", "log calls out of a static object older than the logger", "these calls' lines", 50, 1000),
     ("restart", "start, one line, stop: 200 cycles", "none", 3, 200),
-    ("fork", "20 forks while four threads log; children log, stop, end", "(parent ends by _exit)", 10, 20),
+    ("fork", "20 forks while four threads log; children log, stop, end", "(parent ends by _exit)", 3, 20),
     ("disk-full", "disk full and freed, 5 cycles", "lines written meanwhile", 3, 5),
     ("rename-fails", "the folder is read-only when the file is full", "lines written meanwhile", 3, 0),
 )
@@ -31,7 +31,7 @@ def as_nobody(stage, where, program, arguments):
     """A copy in a place that another user can enter, run as that user."""
     if os.geteuid() != 0:
         return [program, *arguments]
-    copy = shutil.copy(program, where / "program")
+    copy = shutil.copy(program, where)
     shutil.copy(stage.library, where / "libZinLogger.so.1")
     for path in (where, where / "log", where / "ledger", copy):
         os.chown(path, 65534, 65534)
