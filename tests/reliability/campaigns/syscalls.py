@@ -117,12 +117,12 @@ def rows(stage):
     cases = list(all_cases(stage))
     calls = len({case[:3] for case in cases})
     if stage.quick:
-        # Few calls of a name must not be crowded out by many of another.
+        # Some of each call, error and length; no call is crowded out by another.
         choice = random.Random(7)
-        by_name = {}
+        groups = {}
         for case in cases:
-            by_name.setdefault(case[1], []).append(case)
-        cases = [c for group in by_name.values() for c in choice.sample(group, min(40, len(group)))]
+            groups.setdefault((case[1], case[3], case[4]), []).append(case)
+        cases = [c for group in groups.values() for c in choice.sample(group, min(2, len(group)))]
     tally = Tally("a system call fails, once and for a while",
                   "the line whose write or open failed; a file's contents when it cannot be moved aside")
     injected = 0
