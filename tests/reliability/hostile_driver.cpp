@@ -43,6 +43,9 @@ bool IsLogFile(int descriptor) {
          std::string(target.data()).ends_with(".log");
 }
 
+constexpr int openForWriting = 3;
+constexpr int openForReading = 4;  // or closed again since
+
 // Rotates all the time while the standard streams are closed, and looks who
 // gets their descriptors.
 void ClosedStreams() {
@@ -53,7 +56,10 @@ void ClosedStreams() {
   std::jthread logger([] { LogLines(0, amount); });
   for (unsigned i = 0; i < 20 * amount; ++i) {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-      if (IsLogFile(stream)) _exit(3);
+      if (IsLogFile(stream)) {
+        const int flags = fcntl(stream, F_GETFL);
+        _exit(flags >= 0 && (flags & O_ACCMODE) != O_RDONLY ? openForWriting : openForReading);
+      }
       (void)!write(stream, "stray\n", 6);
     }
   }

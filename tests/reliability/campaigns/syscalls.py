@@ -24,7 +24,7 @@ VARIANTS = {  # and whether the service account exists
     "rotate-closed": False,
 }
 SHORT = -1
-UNTIL_LATER = 1000000  # calls; the driver ends the fault
+UNTIL_LATER = 10**12  # calls; the driver ends the fault
 SOME = 20  # of an interruption, which the library sits out
 
 PATH_ERRORS = "EACCES EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR"
