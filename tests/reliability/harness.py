@@ -99,8 +99,10 @@ class Stage:
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="zin-reliability-log-", dir=base))
         self.scratch.chmod(0o755)
         self.running = set()  # process groups that this stage has started
+        self.is_closed = False
 
     def close(self):
+        self.is_closed = True
         for process in list(self.running):
             if process.poll() is None:
                 os.killpg(process.pid, signal.SIGKILL)
@@ -113,6 +115,8 @@ class Stage:
         return str(self.programs / name)
 
     def fresh_dir(self):
+        if self.is_closed:
+            raise RuntimeError("no folder is made any more")
         return pathlib.Path(tempfile.mkdtemp(prefix="run-", dir=self.scratch))
 
     @staticmethod
@@ -121,6 +125,8 @@ class Stage:
 
     def start(self, args, env=None, **settings):
         """Starts a program in a process group of its own."""
+        if self.is_closed:
+            raise RuntimeError("no program is started any more")
         full_env = dict(os.environ, **(env or {}))
         self.running = {process for process in self.running.copy() if process.returncode is None}
         process = subprocess.Popen([str(a) for a in args], env=full_env, start_new_session=True,
