@@ -28,6 +28,7 @@ void PeerStart(const std::string& directory) {
   const auto backend = boost::make_shared<log::sinks::text_file_backend>(
       log::keywords::file_name = directory + "/app.log",
       log::keywords::target_file_name = directory + "/app_%Y%m%d%H%M%S_%5N.log",
+      log::keywords::open_mode = std::ios_base::out | std::ios_base::app,
       log::keywords::rotation_size = mebibyte, log::keywords::auto_flush = true,
       log::keywords::enable_final_rotation = false);
   Current() = boost::make_shared<Sink>(backend);
