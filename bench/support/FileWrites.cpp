@@ -59,7 +59,7 @@ EXPORTED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
   return WriteBytes(descriptor, bytes, count);
 }
 
-EXPORTED long syscall(long number, ...) {
+EXPORTED long syscall(long number, ...) noexcept {
   std::array<long, 6> values{};
   va_list list;
   va_start(list, number);

@@ -287,14 +287,17 @@ TEST_F(OpenFile, NeverTakesAStandardDescriptor) {
 // In that moment a line for standard error would land in the log file.
 TEST_F(OpenFile, TakesNoStandardDescriptorForAMoment) {
   const ClosedStandardInput closed;
-  bool occupied = false;
-  calls.Before(
-      "open", [&] { occupied = fcntl(STDIN_FILENO, F_GETFD) >= 0; }, 2);
+  dir.Write("app.log", "of an earlier run\n");
+  int occupied = 0;
+  const auto look = [&] { occupied += fcntl(STDIN_FILENO, F_GETFD) >= 0 ? 1 : 0; };
+  calls.Before("open", look, 1);
+  calls.Before("open", look, 2);
 
   writer.WriteLine("", "line\n");
 
-  // While the file is opened for writing something else stands in its place.
-  EXPECT_TRUE(occupied);
+  // While the file is opened, for reading and then for writing, something else
+  // stands in its place.
+  EXPECT_EQ(occupied, 2);
   EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
 }
 

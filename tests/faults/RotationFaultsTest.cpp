@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "FailingCalls.h"
 #include "LogFileWriter.h"
+#include "ProcessSettings.h"
 #include "ScratchDir.h"
 
 namespace {
@@ -89,6 +91,29 @@ TEST_F(RotationFaults, ALiveFileThatCannotBeMovedAsideBeginsAnew) {
   EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
   EXPECT_EQ(dir.Read("app.log"), "abc\n");
   EXPECT_EQ(dir.ModeOf("app.log"), 0640u);
+}
+
+// The error is that of a file that has vanished, but this one has not.
+TEST_F(RotationFaults, AFileWhoseNewNameHasNoFolderBeginsAnew) {
+  dir.Write("app.log", "of an earlier run\n");
+  calls.FailFrom("renameat2", ENOENT);
+
+  writer.WriteLine("", "of this run\n");
+
+  EXPECT_EQ(dir.Read("app.log"), "of this run\n");
+  EXPECT_THAT(calls.Of({"renameat2"}), SizeIs(1));
+}
+
+TEST_F(RotationFaults, AFileThatMovesIntoARemovedWorkingDirectoryBeginsAnew) {
+  const ScratchDir removed;
+  const ScopedWorkingDirectory there(removed.Path());
+  std::filesystem::remove(removed.Path());
+  LogFileWriter other("abc", dir.Path(), keepAll, MiB(1));
+  dir.Write("abc", "of an earlier run\n");
+
+  other.WriteLine("", "of this run\n");
+
+  EXPECT_EQ(dir.Read("abc"), "of this run\n");
 }
 
 // ---- File systems that cannot rename without replacing ------------------

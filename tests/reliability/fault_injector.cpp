@@ -7,6 +7,7 @@
 #include <pwd.h>
 #include <sys/epoll.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -182,6 +183,21 @@ extern "C" int fcntl(int descriptor, int command, ...) {
   const int result = next(descriptor, command, value);
   if (command == F_DUPFD_CLOEXEC) NoteDescriptor(result, IsSentinelDescriptor(descriptor));
   return result;
+}
+
+// The library writes its files through this one.
+extern "C" long syscall(long number, ...) noexcept {
+  ZIN_NEXT(syscall);
+  std::array<long, 6> values{};
+  std::va_list list;
+  va_start(list, number);
+  for (long& value : values) value = va_arg(list, long);
+  va_end(list);
+  if (number == SYS_write) {
+    return write(static_cast<int>(values[0]), reinterpret_cast<const void*>(values[1]),
+                 static_cast<std::size_t>(values[2]));
+  }
+  return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }
 
 extern "C" ssize_t write(int descriptor, const void* data, std::size_t size) {

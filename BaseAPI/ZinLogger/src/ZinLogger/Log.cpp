@@ -44,6 +44,23 @@ static_assert(longestText + 2 == lineBufferSize, "room for a newline and a NUL")
   return true;
 }
 
+// All of the call that comes after the filter. Out of line, so that a call that is
+// filtered saves no registers for it.
+[[gnu::noinline, gnu::format(printf, 8, 0)]] void Emit(ZinLoggerPrivate& state, const char* file,
+                                                       int line, const char* function,
+                                                       const char* tag, const char* subDirKey,
+                                                       LogLevel level, const char* format,
+                                                       std::va_list values) {
+  const int callersErrno = errno;
+  char text[lineBufferSize];
+  if (FormatLine(text, level, file, line, function, tag, format, values)) {
+    state.forcedLog(subDirKey, text);
+    // Deliberate: whether the line was queued, dropped or sent to standard error.
+    RecentLogCache::Instance().Append(text);
+  }
+  errno = callersErrno;
+}
+
 }  // namespace
 
 void ZinLogger::Log(const char* file, int line, const char* function, const char* tag,
@@ -52,16 +69,8 @@ void ZinLogger::Log(const char* file, int line, const char* function, const char
   if (state == nullptr) return;
   if (level > LoadPlain(state->logLevel)) return;
 
-  const int callersErrno = errno;
-  char text[lineBufferSize];
   std::va_list values;
   va_start(values, format);
-  const bool hasText = FormatLine(text, level, file, line, function, tag, format, values);
+  Emit(*state, file, line, function, tag, subDirKey, level, format, values);
   va_end(values);
-  if (hasText) {
-    state->forcedLog(subDirKey, text);
-    // Deliberate: whether the line was queued, dropped or sent to standard error.
-    RecentLogCache::Instance().Append(text);
-  }
-  errno = callersErrno;
 }

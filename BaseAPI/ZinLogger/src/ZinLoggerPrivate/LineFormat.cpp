@@ -28,15 +28,16 @@ std::string_view LevelName(LogLevel level) {
 // Deliberate: the first character is never examined, so a leading separator is
 // kept.
 std::string_view AfterLastSeparator(std::string_view path, std::string_view separators) {
-  std::size_t begin = 0;
+  std::string_view base = path;
+  std::string_view examined = path.empty() ? path : path.substr(1);
   for (const char separator : separators) {
-    const std::string_view rest =
-        path.substr(std::max(begin, std::min<std::size_t>(1, path.size())));
-    if (const void* const found = memrchr(rest.data(), separator, rest.size())) {
-      begin = static_cast<std::size_t>(static_cast<const char*>(found) - path.data()) + 1;
+    if (const void* const found = memrchr(examined.data(), separator, examined.size())) {
+      const auto place =
+          static_cast<std::size_t>(static_cast<const char*>(found) - examined.data());
+      base = examined = examined.substr(place + 1);
     }
   }
-  return path.substr(begin);
+  return base;
 }
 
 int MillisecondOf(std::uint64_t tick) {

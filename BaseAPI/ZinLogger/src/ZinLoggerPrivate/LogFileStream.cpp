@@ -85,8 +85,14 @@ void LogFileStream::Write(const std::string& text) noexcept {
 }
 
 bool IsReadable(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) return false;
-  (void)close(descriptor);
-  return true;
+  int descriptor = -1;
+  int error = 0;
+  {
+    const StandardDescriptorGuard guard;
+    descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    error = errno;
+    if (descriptor >= 0) (void)close(descriptor);
+  }
+  errno = error;
+  return descriptor >= 0;
 }
