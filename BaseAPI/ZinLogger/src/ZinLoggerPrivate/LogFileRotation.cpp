@@ -46,11 +46,6 @@ bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
-bool IsGone(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
-}
-
 }  // namespace
 
 bool LogFileWriter::RotateFile(const std::string& path) {
@@ -72,6 +67,5 @@ bool LogFileWriter::RotateFile(const std::string& path) {
   // Deliberate: only after a failed rename, and on the new name. The file stays
   // where it is, and the open that follows empties it.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);
-  // It may also be the folder of the rotated name that is missing.
-  return error == ENOENT && IsGone(path);
+  return error == ENOENT;
 }

@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr int mostMoves = 100;
+
 // A file that turned up at a free name is not touched (EEXIST); one that could
 // not be moved aside is emptied.
 std::unique_ptr<LogFileStream> OpenEmpty(const std::string& path, bool nameIsFree) {
@@ -67,10 +69,11 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
   if (!ZinMakeDirs(targetDirectory)) return;
 
   std::unique_ptr<LogFileStream> stream = OpenEmpty(path, nameIsFree);
-  while (stream == nullptr && nameIsFree && errno == EEXIST) {
+  for (int moved = 0; stream == nullptr && nameIsFree && errno == EEXIST; ++moved) {
     // A second worker of the channel was faster: its file is moved aside, too,
-    // for emptied it would lose lines. A dangling link is followed.
-    nameIsFree = IsReadable(path) && RotateFile(path);
+    // for emptied it would lose lines. A dangling link is followed, and a file
+    // that is still there after so many tries cannot be moved.
+    nameIsFree = moved < mostMoves && IsReadable(path) && RotateFile(path);
     stream = OpenEmpty(path, nameIsFree);
   }
   // Deliberate: mode and owner are set even when the open failed.

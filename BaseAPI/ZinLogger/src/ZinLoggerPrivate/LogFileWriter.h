@@ -44,7 +44,8 @@ class LogFileWriter {
 
   // Renames `path` to its time-stamped name. Never overwrites a file: when the
   // name is taken, a fresh stamp is. When the rename fails, the file stays.
-  // Returns whether the name `path` is free now.
+  // Returns whether the name `path` seems to be free now: it may also be the
+  // folder of the rotated name that was not found.
   bool RotateFile(const std::string& path);
 
   // The directory in which the file of `subDirKey` stands.
