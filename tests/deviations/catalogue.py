@@ -11,7 +11,7 @@ DIR = "ZinLogger/src/unix/ZinDir/"
 DEVIATIONS = [
     # ---- line format
     ("level names are padded to five characters", PRIVATE + "LineFormat.h", '"WARN", "INFO"', '"WARN ", "INFO "'),
-    ("an unknown level reads outside the names", PRIVATE + "LineFormat.cpp", '"UNKNOWN"', '"?"'),
+    ("an unknown level reads outside the names", PRIVATE + "LineFormat.cpp", 'return "UNKNOWN";', 'return "?";'),
     ("milliseconds are not padded", PRIVATE + "LineFormat.cpp", "  *to++ = static_cast<char>('0' + millisecond / 100);\n", "  if (millisecond >= 100) *to++ = static_cast<char>('0' + millisecond / 100);\n"),
     ("milliseconds of a long header are not padded", PRIVATE + "LineFormat.cpp", "%.2d:%.2d:%.2d.%.3d]", "%.2d:%.2d:%.2d.%d]"),
     ("tag is bracketed", PRIVATE + "LineFormat.cpp", 'to = Put(Put(to, "]"), tag);', 'to = Put(Put(to, "]["), tag);'),

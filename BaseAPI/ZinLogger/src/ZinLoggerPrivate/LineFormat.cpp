@@ -22,7 +22,8 @@ std::string_view LevelName(LogLevel level) {
   static constexpr std::array<std::string_view, std::size(LevelNames)> names = {
       LevelNames[0], LevelNames[1], LevelNames[2], LevelNames[3], LevelNames[4]};
   const auto index = static_cast<std::size_t>(level);
-  return index < names.size() ? names[index] : "UNKNOWN";
+  if (index < names.size()) return names[index];
+  return "UNKNOWN";
 }
 
 // Deliberate: the first character is never examined, so a leading separator is
