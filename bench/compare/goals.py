@@ -81,7 +81,7 @@ def _rest(summary):
     yield Goal("peak memory with 500,000 lines queued, of spdlog's",
                _versus(summary, "memory", "500000 lines", "peakKiB", "spdlog"), False, 0.25)
     for quantity, what in (("passBelowLimits", "retention pass below its limits"),
-                           ("passAtLimit", "retention pass that sorts all by age"),
+                           ("passOverLimit", "retention pass that deletes the two oldest"),
                            ("rotation", "clean-up after a rotation")):
         for files in FILES:
             label = ("directories", f"{files} files")

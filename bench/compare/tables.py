@@ -95,7 +95,7 @@ def _others(summary):
 def _ours_alone(summary):
     keys = [[f"{count:,}", _cell(summary, "keys", ("keys", f"{count} keys"), "nanosecondsPerLine")]
             for count in KEYS]
-    quantities = ("bare", "passBelowLimits", "passAtLimit", "rotation")
+    quantities = ("bare", "passBelowLimits", "passOverLimit", "rotation")
     walks = [[f"{count:,}"] + [_cell(summary, "directories", ("directories", f"{count} files"),
                                      f"{quantity}Microseconds") for quantity in quantities]
              for count in FILES]
@@ -108,7 +108,7 @@ def _ours_alone(summary):
             + _table(["keys", "ns per line"], keys)
             + "\n### Walks over a directory, µs\n\n"
             + _table(["files", "bare readdir and stat", "retention pass below its limits",
-                      "retention pass that sorts all by age", "clean-up after a rotation"], walks)
+                      "retention pass that deletes the two oldest", "clean-up after a rotation"], walks)
             + "\n### Single steps of a line, one thread, ns of CPU time\n\n"
             + _table(["step", "ns"], [[name, _number(value)] for name, value in steps.items()])
             + f"\nSystem calls in 10 s of an idle process: {'–' if calls is None else int(calls)}\n")
