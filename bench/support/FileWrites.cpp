@@ -5,12 +5,12 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 
 #include "Clock.h"
+#include "SystemCallArguments.h"
 
 namespace {
 
@@ -60,10 +60,9 @@ EXPORTED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
 }
 
 EXPORTED long syscall(long number, ...) noexcept {
-  std::array<long, 6> values{};
-  va_list list;
+  std::va_list list;
   va_start(list, number);
-  for (long& value : values) value = va_arg(list, long);
+  const auto values = SystemCallArguments(list);
   va_end(list);
   if (number == SYS_write) {
     return WriteBytes(static_cast<int>(values[0]), reinterpret_cast<const void*>(values[1]),

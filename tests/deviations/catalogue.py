@@ -11,11 +11,11 @@ DIR = "ZinLogger/src/unix/ZinDir/"
 DEVIATIONS = [
     # ---- line format
     ("level names are padded to five characters", PRIVATE + "LineFormat.h", '"WARN", "INFO"', '"WARN ", "INFO "'),
-    ("an unknown level reads outside the names", PRIVATE + "LineFormat.cpp", 'return "UNKNOWN";', 'return "?";'),
+    ("an unknown level reads outside the names", PRIVATE + "LineFormat.cpp", '"UNKNOWN";', '"?";'),
     ("milliseconds are not padded", PRIVATE + "LineFormat.cpp", "  *to++ = static_cast<char>('0' + millisecond / 100);\n", "  if (millisecond >= 100) *to++ = static_cast<char>('0' + millisecond / 100);\n"),
     ("milliseconds of a long header are not padded", PRIVATE + "LineFormat.cpp", "%.2d:%.2d:%.2d.%.3d]", "%.2d:%.2d:%.2d.%d]"),
     ("tag is bracketed", PRIVATE + "LineFormat.cpp", 'to = Put(Put(to, "]"), tag);', 'to = Put(Put(to, "]["), tag);'),
-    ("tag of a long header is bracketed", PRIVATE + "LineFormat.cpp", "[%.*s]%s[%s:%d]", "[%.*s][%s][%s:%d]"),
+    ("tag of a long header is bracketed", PRIVATE + "LineFormat.cpp", "[%s]%s[%s:%d]", "[%s][%s][%s:%d]"),
     ("a header shows the thread's second before", PRIVATE + "LineFormat.cpp", "latest.length == 0 || latest.second != second", "latest.length == 0"),
     ("a header that just fits is cut", PRIVATE + "LineFormat.cpp", "if (end == nullptr) return FormatHeader", "if (end == nullptr) return -1;\n  if (end == nullptr) return FormatHeader"),
     ("a header runs past its bound", PRIVATE + "LineFormat.cpp", "PutHeader(buffer, room, parts)", "PutHeader(buffer, room + 40, parts)"),

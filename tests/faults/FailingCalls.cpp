@@ -19,6 +19,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "SystemCallArguments.h"
+
 namespace {
 
 struct Fault {
@@ -209,10 +211,9 @@ int __wrap_open(const char* path, int flags, ...) {
 // The library writes through this one.
 long __real_syscall(long number, ...);
 long __wrap_syscall(long number, ...) {
-  std::array<long, 6> values{};
   std::va_list list;
   va_start(list, number);
-  for (long& value : values) value = va_arg(list, long);
+  auto values = SystemCallArguments(list);
   va_end(list);
   if (number == SYS_write) {
     const auto size = static_cast<std::size_t>(values[2]);

@@ -18,6 +18,7 @@
 
 #include "FaultPlan.h"
 #include "Faults.h"
+#include "SystemCallArguments.h"
 
 // The counting itself uses calls that stand below (std::filesystem copies with
 // open, stat and close), so no wrapper may act on what it does.
@@ -188,10 +189,9 @@ extern "C" int fcntl(int descriptor, int command, ...) {
 // The library writes its files through this one.
 extern "C" long syscall(long number, ...) noexcept {
   ZIN_NEXT(syscall);
-  std::array<long, 6> values{};
   std::va_list list;
   va_start(list, number);
-  for (long& value : values) value = va_arg(list, long);
+  const auto values = SystemCallArguments(list);
   va_end(list);
   if (number == SYS_write) {
     return write(static_cast<int>(values[0]), reinterpret_cast<const void*>(values[1]),

@@ -1,6 +1,7 @@
 #include "Threads.h"
 
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -38,6 +39,14 @@ std::vector<pid_t> ThreadsNamed(const std::string& name) {
 
 bool IsAsleep(pid_t thread) {
   return StatusField(allThreads / std::to_string(thread), "State").starts_with("S");
+}
+
+bool OtherThreadsSleep() {
+  for (const auto& entry : fs::directory_iterator(allThreads)) {
+    const pid_t thread = std::stoi(entry.path().filename().string());
+    if (thread != gettid() && !IsAsleep(thread)) return false;
+  }
+  return true;
 }
 
 bool WaitsToBeWoken(pid_t thread) {

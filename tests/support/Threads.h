@@ -14,6 +14,7 @@ std::vector<pid_t> ThreadsNamed(const std::string& name);
 // Whether a thread waits for something, be it for a condition variable or for a
 // system call that blocks.
 bool IsAsleep(pid_t thread);
+bool OtherThreadsSleep();  // all but the calling one
 
 // Whether a thread waits for another to wake it, as on a condition variable or a
 // mutex. One that sleeps for a while does not.

@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <thread>
 #include <vector>
@@ -11,6 +9,7 @@
 #include "Children.h"
 #include "Probe.h"
 #include "Sanitizers.h"
+#include "Threads.h"
 
 namespace {
 
@@ -65,22 +64,6 @@ void RunOwnChannels(const std::string& directory, int round) {
   for (int i = 0; i < linesPerChild; ++i) Logger().Metrics("child %d record %d", round, i);
   Logger().StopMetricSystem();
   Logger().StopSystem();
-}
-
-// The state letter of a thread as the kernel tells it, behind the thread's name.
-char StateOfThread(const std::filesystem::path& task) {
-  std::string status;
-  std::getline(std::ifstream(task / "stat"), status);
-  const std::size_t nameEnd = status.rfind(") ");
-  return nameEnd == std::string::npos ? '?' : status[nameEnd + 2];
-}
-
-bool OtherThreadsSleep() {
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    if (task.path().filename() == std::to_string(gettid())) continue;
-    if (StateOfThread(task.path()) != 'S') return false;
-  }
-  return true;
 }
 
 // A sanitizer allocates memory under locks of its own, which a child inherits

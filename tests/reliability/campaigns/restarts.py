@@ -13,20 +13,15 @@ def lines_missing(account, writers, lines, threads=(0,)):
     return sum(lines - count_of(account, f"{w}.{t}") for w in range(writers) for t in threads)
 
 
-def cycles(stage, count):
-    run, where = run_driver(stage, "cycles", count)
-    account = stage.check("restart_driver", where / "log")
-    lost = lines_missing(account, count, 1)
-    stage.remove(where)
-    return run.ended_badly() or damage(account) or (f"{lost} lines lost" if lost else None), lost
-
-
-def two_stops(stage, count):
-    run, where = run_driver(stage, "two-stops", count)
-    account = stage.check("restart_driver", where / "log")
-    lost = lines_missing(account, count, 20)
-    stage.remove(where)
-    return run.ended_badly() or damage(account) or (f"{lost} lines lost" if lost else None), lost
+def one_channel(scenario, lines):
+    """A campaign of a scenario in which each round logs that many lines."""
+    def campaign(stage, count):
+        run, where = run_driver(stage, scenario, count)
+        account = stage.check("restart_driver", where / "log")
+        lost = lines_missing(account, count, lines)
+        stage.remove(where)
+        return run.ended_badly() or damage(account) or (f"{lost} lines lost" if lost else None), lost
+    return campaign
 
 
 def two_starts(stage, count):
@@ -57,8 +52,8 @@ def stalled(stage, channels):
 def rows(stage):
     # Many at a time: a process of this kind sleeps.
     for fault, function, cases, each_stands_for, jobs in (
-            ("start, one line, stop: 1,000 cycles", cycles, [1000] * stage.count(5, 1), 1000, None),
-            ("two threads stop at once, then a restart", two_stops, [100] * stage.count(10, 1), 100, None),
+            ("start, one line, stop: 1,000 cycles", one_channel("cycles", 1), [1000] * stage.count(5, 1), 1000, None),
+            ("two threads stop at once, then a restart", one_channel("two-stops", 20), [100] * stage.count(10, 1), 100, None),
             ("two starts of both channels, one stop", two_starts, [50] * stage.count(20, 2), 50, None),
             ("stop while the worker is stuck, restart elsewhere; it comes back",
              stalled, ["log"] * stage.count(80, 8), 1, 8),

@@ -78,9 +78,10 @@ void BlockingQueue::PushExitMarker() noexcept {
 
 void BlockingQueue::WaitPop(Generation worker, LogRecord& record) {
   while (!TakeNext(worker, record)) {
-    if (WaitForRecords(worker)) continue;
-    record = {};
-    return;
+    if (!WaitForRecords(worker)) {
+      record = {};
+      return;
+    }
   }
 }
 

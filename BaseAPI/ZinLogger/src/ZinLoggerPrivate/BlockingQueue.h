@@ -90,7 +90,7 @@ class BlockingQueue {
   bool stopRequested = false;        // since the last Start; guarded by mutex
   Generation currentGeneration = 0;  // written under both mutexes, read under either
 
-  alignas(64) std::mutex takingMutex;
+  alignas(cacheLine) std::mutex takingMutex;
 };
 
 #endif  // ZIN_BLOCKING_QUEUE_H

@@ -74,7 +74,7 @@ void LogFileStream::Write(const std::string& text) noexcept {
   const char* next = text.data();
   std::size_t left = text.size();
   while (left > 0) {
-    // write() is a point of cancellation, which costs it a tenth of its time;
+    // write() is a point of cancellation, which costs some forty nanoseconds;
     // nobody cancels a thread of the library.
     const ssize_t written = syscall(SYS_write, descriptor, next, left);
     if (written < 0 && errno == EINTR) continue;

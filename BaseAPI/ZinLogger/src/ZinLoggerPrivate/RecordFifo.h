@@ -13,6 +13,9 @@
 // second: the finished line; empty in an exit marker, which ends the worker.
 using LogRecord = std::pair<std::string, std::string>;
 
+// Bytes. One processor's write to a line of the cache takes it from all others.
+inline constexpr std::size_t cacheLine = 64;
+
 // Lines of one process begin alike: name, date, thread. A line is therefore
 // kept as the number of bytes that it shares with the beginning of the line
 // before it, and the rest. A long queue takes about half the memory that its
@@ -47,8 +50,6 @@ class RecordFifo {
   std::uint64_t TakenCount() const noexcept { return taken.load(std::memory_order_acquire); }
 
  private:
-  static constexpr std::size_t cacheLine = 64;
-
   struct Block;
 
   // A place between two records, and the line before it.
