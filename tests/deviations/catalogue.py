@@ -49,7 +49,7 @@ DEVIATIONS = [
     # ---- queue
     ("the queue takes one record too many", PRIVATE + "BlockingQueue.cpp", "return appended - takenCountSeen < capacity;", "return appended - takenCountSeen <= capacity;"),
     ("the queue forgets what was taken", PRIVATE + "BlockingQueue.cpp", "  takenCountSeen = records.TakenCount();\n", ""),
-    ("a stopped queue takes records", PRIVATE + "BlockingQueue.cpp", "if (running && HasRoom())", "if (HasRoom())"),
+    ("a stopped queue takes records", PRIVATE + "BlockingQueue.cpp", "accepted = running && HasRoom();", "accepted = HasRoom();"),
     ("a push wakes nobody", PRIVATE + "BlockingQueue.cpp", "records.Append(first, second);\n  }\n  condition.notify_one();", "records.Append(first, second);\n  }"),
     ("a worker naps for ever", PRIVATE + "BlockingQueue.cpp", "nap < mostNaps; ++nap", "nap < mostNaps;"),
     ("a worker that leaves wakes nobody", PRIVATE + "BlockingQueue.cpp", "StorePlain(running, false);\n  }\n  condition.notify_one();", "StorePlain(running, false);\n  }"),
@@ -94,7 +94,7 @@ DEVIATIONS = [
     ("a rename without a place to go is tried for ever", PRIVATE + "LogFileWriter.cpp", "moved < mostMoves && IsReadable(path)", "IsReadable(path)"),
     ("an earlier file is standard input for a moment", PRIVATE + "LogFileStream.cpp", "    const StandardDescriptorGuard guard;\n    descriptor = open(path.c_str(), O_RDONLY", "    descriptor = open(path.c_str(), O_RDONLY"),
     ("a rotation overwrites a file", PRIVATE + "LogFileRotation.cpp", "to.c_str(), RENAME_NOREPLACE) == 0", "to.c_str(), 0) == 0"),
-    ("every rotated file gets mode 0440", PRIVATE + "LogFileRotation.cpp", "if (RenameWithoutReplacing(path, rotatedName)) return true;", "if (RenameWithoutReplacing(path, rotatedName)) break;"),
+    ("every rotated file gets mode 0440", PRIVATE + "LogFileRotation.cpp", "probes::Rotate(path, rotatedName);\n      return true;", "probes::Rotate(path, rotatedName);\n      break;"),
     # ---- children of a fork
     ("a fork does not wait for an account lookup", DIR + "ZinDirOwnership.cpp", "  const std::lock_guard<std::mutex> lock(lookupMutex);\n", ""),
     ("a fork does not wait for a conversion of time", "ZinDateTime/src/ZinDateTime.cpp", "  const std::lock_guard<std::mutex> lock(conversionMutex);\n", ""),
@@ -127,4 +127,10 @@ DEVIATIONS = [
     ("the metrics directory gets mode 0750", PRIVATE + "FileModes.h", "metricsDirectoryMode = 0770", "metricsDirectoryMode = 0750"),
     ("a refused metrics start clears its flag", FACADE + "Metrics.cpp", "if (fileName == nullptr) return false;", "if (fileName == nullptr) { StorePlain(state->metricsRunning, false); return false; }"),
     ("the client directory loses its separator", FACADE + "MetricsDirectories.cpp", 'baseDir.back() == \'/\' ? "" : "/"', 'baseDir.back() == \'/\' ? "/" : ""'),
+    # ---- what a tracer is told
+    ("a drop is not traced", PRIVATE + "BlockingQueue.cpp", "if (!accepted) probes::QueueDrop(channel, second);", ""),
+    ("a queue that is full counts as a drop of the other channel", PRIVATE + "ZinLoggerPrivate.h", 'metricsQueue{0, "metrics"}', 'metricsQueue{0, "log"}'),
+    ("a write that failed is traced without its length", PRIVATE + "LogFileStream.cpp", "probes::WriteFail(descriptor, left,", "probes::WriteFail(descriptor, 0,"),
+    ("a removal is traced as failed", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) != 0 ? 0 : errno"),
+    ("a stop that was in time is traced", PRIVATE + "BlockingQueue.cpp", "if (timedOut) probes", "probes"),
 ]

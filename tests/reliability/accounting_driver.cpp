@@ -1,5 +1,5 @@
-// accounting_driver <directory> <threads> <lines>: every thread logs its lines
-// into a queue that has room for all; the records on disk must be exactly these.
+// accounting_driver <directory> <threads> <lines> [capacity]: every thread logs
+// its lines into a queue that has room for all, or for so many.
 #include <cstdlib>
 #include <thread>
 #include <vector>
@@ -7,10 +7,13 @@
 #include "Driver.h"
 
 int main(int argc, char** argv) {
-  Require(argc == 4, "usage: accounting_driver <directory> <threads> <lines>");
+  Require(argc == 4 || argc == 5,
+          "usage: accounting_driver <directory> <threads> <lines> [capacity]");
   const auto threadCount = static_cast<unsigned>(std::atoi(argv[2]));
   const auto lines = static_cast<std::uint64_t>(std::atoll(argv[3]));
-  StartLogWith(argv[1], {});
+  LogSettings settings;
+  if (argc == 5) settings.queueCapacity = std::strtoul(argv[4], nullptr, 10);
+  StartLogWith(argv[1], settings);
   {
     std::vector<std::jthread> threads;
     for (unsigned thread = 0; thread < threadCount; ++thread) {

@@ -8,8 +8,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string name = argv[1];
-  for (const auto& find :
-       {FindExitCommand, FindForkCommand, FindDescriptorCommand, FindDiskCommand}) {
+  for (const auto& find : {FindExitCommand, FindForkCommand, FindDescriptorCommand, FindDiskCommand,
+                           FindTracerCommand}) {
     if (const Command command = find(name)) return command(Arguments(argv + 2, argv + argc));
   }
   std::fprintf(stderr, "channel_probe: no such command: %s\n", argv[1]);

@@ -6,6 +6,7 @@
 
 #include "BriefLock.h"
 #include "PlainField.h"
+#include "Probes.h"
 
 namespace {
 
@@ -51,11 +52,14 @@ std::uint64_t BlockingQueue::Size() const noexcept {
 }
 
 void BlockingQueue::Push(std::string_view first, std::string_view second) {
+  bool accepted = false;
   {
     const BriefLock lock(mutex);
-    if (running && HasRoom()) records.Append(first, second);
+    accepted = running && HasRoom();
+    if (accepted) records.Append(first, second);
   }
   condition.notify_one();
+  if (!accepted) probes::QueueDrop(channel, second);
 }
 
 // The worker's count is looked up only when its last known value leaves no
@@ -108,15 +112,17 @@ bool BlockingQueue::WaitForRecords(Generation worker) {
 }
 
 void BlockingQueue::WaitUntilStopped() {
+  bool timedOut = false;
   {
     std::unique_lock<std::mutex> lock(mutex);
     const auto deadline = std::chrono::system_clock::now() + stopTimeout;
     const Generation stopped = currentGeneration;
-    while (running && stopped == currentGeneration) {
-      if (condition.wait_until(lock, deadline) == std::cv_status::timeout) break;
+    while (running && stopped == currentGeneration && !timedOut) {
+      timedOut = condition.wait_until(lock, deadline) == std::cv_status::timeout;
     }
   }
   condition.notify_one();
+  if (timedOut) probes::StopTimeout(channel);
 }
 
 void BlockingQueue::LockForFork() {

@@ -31,7 +31,9 @@ class BlockingQueue {
  public:
   using Generation = std::uint64_t;
 
-  explicit BlockingQueue(std::uint64_t initialCapacity) : capacity(initialCapacity) {}
+  // channelName: what probes call it; must outlive the queue.
+  explicit BlockingQueue(std::uint64_t initialCapacity, const char* channelName = "")
+      : capacity(initialCapacity), channel(channelName) {}
   BlockingQueue(const BlockingQueue&) = delete;
   BlockingQueue& operator=(const BlockingQueue&) = delete;
 
@@ -91,6 +93,7 @@ class BlockingQueue {
   Generation currentGeneration = 0;  // written under both mutexes, read under either
 
   alignas(cacheLine) std::mutex takingMutex;
+  const char* const channel;
 };
 
 #endif  // ZIN_BLOCKING_QUEUE_H

@@ -9,6 +9,7 @@
 #include "FileModes.h"
 #include "LineFormat.h"
 #include "LogFileWriter.h"
+#include "Probes.h"
 
 namespace {
 
@@ -60,10 +61,14 @@ bool LogFileWriter::RotateFile(const std::string& path) {
     (void)FormatFileStamp(stamp.data(), stamp.size(), stamp.size() - 1,
                           static_cast<std::int32_t>(sequence));
     rotatedName = stem + "_" + stamp.data() + std::string(logSuffix);
-    if (RenameWithoutReplacing(path, rotatedName)) return true;
+    if (RenameWithoutReplacing(path, rotatedName)) {
+      probes::Rotate(path, rotatedName);
+      return true;
+    }
     error = errno;
     if (error != EEXIST) break;
   }
+  probes::RenameFail(path, rotatedName, error);
   // Deliberate: only after a failed rename, and on the new name. The file stays
   // where it is, and the open that follows empties it.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);

@@ -10,6 +10,7 @@
 #include <cstddef>
 
 #include "FileModes.h"
+#include "Probes.h"
 
 namespace {
 
@@ -78,7 +79,10 @@ void LogFileStream::Write(const std::string& text) noexcept {
     // nobody cancels a thread of the library.
     const ssize_t written = syscall(SYS_write, descriptor, next, left);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
+    if (written <= 0) {
+      probes::WriteFail(descriptor, left, written < 0 ? errno : 0);
+      return;
+    }
     next += written;
     left -= static_cast<std::size_t>(written);
   }

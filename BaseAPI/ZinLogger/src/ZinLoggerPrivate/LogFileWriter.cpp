@@ -7,6 +7,7 @@
 
 #include "FileModes.h"
 #include "MakeDirs.h"
+#include "Probes.h"
 #include "Retention.h"
 #include "ZinDir.h"
 #include "ZinDirOwnership.h"
@@ -66,7 +67,10 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
   // Deliberate: the answer is not used; the open below finds out by itself.
   (void)ZinIsPathResolvable(path.c_str(), static_cast<int>(path.size()));
   bool nameIsFree = IsReadable(path) ? RotateFile(path) : errno == ENOENT;
-  if (!ZinMakeDirs(targetDirectory)) return;
+  if (!ZinMakeDirs(targetDirectory)) {
+    probes::OpenFail(path);
+    return;
+  }
 
   std::unique_ptr<LogFileStream> stream = OpenEmpty(path, nameIsFree);
   for (int moved = 0; stream == nullptr && nameIsFree && errno == EEXIST; ++moved) {
@@ -76,6 +80,7 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
     nameIsFree = moved < mostMoves && IsReadable(path) && RotateFile(path);
     stream = OpenEmpty(path, nameIsFree);
   }
+  if (stream == nullptr) probes::OpenFail(path);
   // Deliberate: mode and owner are set even when the open failed.
   (void)chmod(path.c_str(), logFileMode);
   // Deliberate: given a file, this sets its owner and then reports that it

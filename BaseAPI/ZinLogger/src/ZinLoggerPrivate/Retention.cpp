@@ -1,11 +1,13 @@
 #include "Retention.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
 #include "LogFileWriter.h"
 #include "PlainField.h"
+#include "Probes.h"
 #include "ZinDir.h"
 
 namespace {
@@ -43,6 +45,12 @@ std::uint64_t CountToFree(const std::vector<DatedFile>& oldestFirst, std::uint64
   return count;
 }
 
+// A file that cannot be removed counts as removed.
+void Remove(const std::string& path) {
+  const int error = std::remove(path.c_str()) == 0 ? 0 : errno;
+  probes::RetentionRemove(path, error);
+}
+
 }  // namespace
 
 void RunRetentionPass(const std::string& directory, const RetentionLimits& limits) {
@@ -75,7 +83,7 @@ void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCo
   }
   const std::uint64_t deletable = oldestFirst.size() - 1;
   const std::uint64_t count = std::min(excess, deletable);
-  for (std::uint64_t i = 0; i < count; ++i) (void)std::remove(oldestFirst[i].path.c_str());
+  for (std::uint64_t i = 0; i < count; ++i) Remove(oldestFirst[i].path);
 }
 
 void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey) {
@@ -88,7 +96,5 @@ void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& st
                                                 static_cast<std::uint32_t>(writer.keepCount));
   if (excess <= 0) return;
   const std::size_t count = std::min(oldestFirst.size(), static_cast<std::size_t>(excess));
-  for (std::size_t i = 0; i < count; ++i) {
-    (void)std::remove((directory + "/" + oldestFirst[i]).c_str());
-  }
+  for (std::size_t i = 0; i < count; ++i) Remove(directory + "/" + oldestFirst[i]);
 }

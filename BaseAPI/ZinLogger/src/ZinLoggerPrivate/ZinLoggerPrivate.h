@@ -85,8 +85,8 @@ class ZIN_LOGGER_API ZinLoggerPrivate {
   std::string logName;
   std::atomic<std::int32_t> metricsCount{0};
   std::int32_t metricsPrivSwitch = 0;
-  BlockingQueue logQueue{0};
-  BlockingQueue metricsQueue{0};
+  BlockingQueue logQueue{0, "log"};
+  BlockingQueue metricsQueue{0, "metrics"};
   std::mutex metricsBufferMutex;  // guards the facade's metricsBuffer
 
  private:
