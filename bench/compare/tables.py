@@ -93,7 +93,8 @@ def _others(summary):
 
 
 def _ours_alone(summary):
-    keys = [[f"{count:,}", _cell(summary, "keys", ("keys", f"{count} keys"), "nanosecondsPerLine")]
+    keys = [[f"{count:,}"] + [_cell(summary, "keys", ("keys", f"{count} keys"), quantity)
+                              for quantity in ("nanosecondsPerLine", "bareNanosecondsPerLine")]
             for count in KEYS]
     quantities = ("bare", "passBelowLimits", "passOverLimit", "rotation")
     walks = [[f"{count:,}"] + [_cell(summary, "directories", ("directories", f"{count} files"),
@@ -105,7 +106,7 @@ def _ours_alone(summary):
             steps = run["result"]
     calls = summary.median(OURS, "idle", "10 s", "systemCalls")
     return ("\n### Sub-directory keys: ns per line until the stop has returned\n\n"
-            + _table(["keys", "ns per line"], keys)
+            + _table(["keys", "ns per line", "bare write(2) into as many files"], keys)
             + "\n### Walks over a directory, µs\n\n"
             + _table(["files", "bare readdir and stat", "retention pass below its limits",
                       "retention pass that deletes the two oldest", "clean-up after a rotation"], walks)
