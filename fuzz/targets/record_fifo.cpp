@@ -1,0 +1,106 @@
+// The records of a queue against a list of pairs.
+//
+// Input: one step a line. a<key>|<line> appends a record; b<line> one that begins
+// like the line before it; r<count>*<line> several, numbered; t<count> takes; m
+// appends an exit marker, d drops all of them, c clears.
+#include <deque>
+
+#include "Expect.h"
+#include "Fields.h"
+#include "RecordFifo.h"
+
+namespace {
+
+class Trial {
+ public:
+  void Step(const std::string& step) {
+    const std::string argument = step.substr(1);
+    switch (step.front()) {
+      case 'a':
+        AppendPair(argument);
+        break;
+      case 'b':
+        Append("", latest.substr(0, argument.size()) + Fields::Expanded(argument));
+        break;
+      case 'r':
+        for (long i = NumberIn(argument, 500); i > 0; --i) {
+          Append(std::to_string(i % 3), argument + std::to_string(i));
+        }
+        break;
+      case 't':
+        for (long i = NumberIn(argument, 1000); i > 0; --i) Take();
+        break;
+      case 'm':
+        Append("", "");
+        break;
+      case 'd':
+        std::erase_if(model, [](const LogRecord& record) { return record.second.empty(); });
+        fifo.DropExitMarkers();
+        break;
+      case 'c':
+        model.clear();
+        fifo.Clear();
+        break;
+      default:
+        break;
+    }
+    ExpectEqual("records held", std::uint64_t{model.size()},
+                fifo.AppendedCount() - fifo.TakenCount());
+    ExpectEqual("records appended", appended, fifo.AppendedCount());
+  }
+
+  void TakeAll() {
+    while (!model.empty()) Take();
+    Take();
+  }
+
+ private:
+  static long NumberIn(const std::string& text, long most) {
+    return std::min(std::strtol(text.c_str(), nullptr, 10), most);
+  }
+
+  void AppendPair(const std::string& argument) {
+    const std::size_t bar = argument.find('|');
+    if (bar == std::string::npos) {
+      Append("", Fields::Expanded(argument));
+    } else {
+      Append(Fields::Expanded(argument.substr(0, bar)), Fields::Expanded(argument.substr(bar + 1)));
+    }
+  }
+
+  void Append(const std::string& key, const std::string& line) {
+    model.emplace_back(key, line);
+    fifo.Append(key, line);
+    latest = line;
+    ++appended;
+  }
+
+  void Take() {
+    LogRecord record("of an earlier", "take");
+    const bool taken = fifo.Take(record);
+    ExpectEqual("something was taken", !model.empty(), taken);
+    if (!taken) return;
+    ExpectEqual("the key", model.front().first, record.first);
+    ExpectEqual("the line", model.front().second, record.second);
+    model.pop_front();
+  }
+
+  RecordFifo fifo;
+  std::deque<LogRecord> model;
+  std::string latest;
+  std::uint64_t appended = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Fields input(data, size);
+  Trial trial;
+  constexpr int mostSteps = 200;
+  for (int step = 0; step < mostSteps && !input.AtEnd(); ++step) {
+    const std::string line = input.Next();
+    if (!line.empty()) trial.Step(line);
+  }
+  trial.TakeAll();
+  return 0;
+}
