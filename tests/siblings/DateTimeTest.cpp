@@ -87,19 +87,25 @@ TEST(DateTime, FollowsAChangeOfTheZone) {
   EXPECT_TRUE(IsAheadOfUtcBy(14 * hour));
 }
 
-// A thread need not convert the same second twice, unless the zone has changed.
-TEST(DateTime, FollowsAChangeOfTheZoneWithinASecond) {
-  for (bool sameSecond = false; !sameSecond;) {
+// How far the local time of one second moves when the zone is changed.
+std::time_t ShiftWithinASecond(const char* formerZone, const char* zone) {
+  for (;;) {
     const std::time_t before = SecondsNow();
-    SetTimeZone("UTC0");
+    SetTimeZone(formerZone);
     const std::time_t first = AsUtc(ZinDateTime::GetCurrentDateTime());
-    SetTimeZone("UTC-3");  // of the same name
+    SetTimeZone(zone);
     const std::time_t second = AsUtc(ZinDateTime::GetCurrentDateTime());
-    sameSecond = SecondsNow() == before;
-    if (sameSecond) {
-      EXPECT_EQ(second - first, 3 * hour);
-    }
+    if (SecondsNow() == before) return second - first;
   }
+}
+
+// A thread need not convert the same second twice, unless the zone has changed:
+// whatever of it has, all else being the same.
+TEST(DateTime, FollowsAChangeOfTheZoneWithinASecond) {
+  EXPECT_EQ(ShiftWithinASecond("UTC0", "UTC-3"), 3 * hour);
+  EXPECT_EQ(ShiftWithinASecond("STD0", "STD0DST-5,J1/0,J365/25"), 5 * hour);
+  EXPECT_EQ(ShiftWithinASecond("STD0DST-5,J1/0,J365/25", "STD0OTHER-7,J1/0,J365/25"), 2 * hour);
+  EXPECT_EQ(ShiftWithinASecond("STD0DST-5,J1/0,J365/25", "ONE0DST-7,J1/0,J365/25"), 2 * hour);
 }
 
 // Clocks go forward two seconds from now: the rule is made for the test.

@@ -69,6 +69,10 @@ TEST(ProcessName, StaysWhenTheExecutableIsReplaced) {
   EXPECT_EQ(NamePrintedBy("agent", "replaced"), "agent\n");
 }
 
+TEST(ProcessName, IsTheKernelsShortNameWhenTheExecutableIsUnknown) {
+  EXPECT_EQ(NamePrintedBy("agent", "hidden"), "short-name\n");
+}
+
 // ---- Ids ---------------------------------------------------------------------
 
 TEST(ProcessId, IsThatOfTheProcess) {

@@ -75,6 +75,22 @@ TEST(BlockingQueue, WakesAWorkerThatWaitsByTheExitMarker) {
   EXPECT_EQ(taken, exitMarker);
 }
 
+// The worker wakes when the stop is over and the queue runs for its successor.
+TEST(BlockingQueue, SendsAWorkerAwayThatSleptThroughAStopAndAStart) {
+  BlockingQueue queue(10);
+  const auto worker = queue.Start();
+  LogRecord taken("not", "yet");
+  std::thread waiting = StartAsleep([&] { taken = Pop(queue, worker); });
+
+  queue.MarkStopped(worker);
+  const auto successor = queue.Start();
+
+  waiting.join();
+  EXPECT_EQ(taken, exitMarker);
+  queue.Push("", "for the successor");
+  EXPECT_EQ(Pop(queue, successor).second, "for the successor");
+}
+
 TEST(BlockingQueue, WakesAStopperByMarkStopped) {
   BlockingQueue queue(10);
   const auto worker = queue.Start();

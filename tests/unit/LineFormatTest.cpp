@@ -93,6 +93,12 @@ TEST(FormatLogHeader, PrintsNullStringsAsTheCLibraryDoes) {
               EndsWith("[INFO](null)[(null):1] [(null)]: "));
 }
 
+TEST(FormatLogHeader, PrintsASingleNullStringAsTheCLibraryDoes) {
+  EXPECT_THAT(Header(INFO, "a", 1, "f", nullptr), EndsWith("[INFO](null)[a:1] [f]: "));
+  EXPECT_THAT(Header(INFO, nullptr, 1, "f", " "), EndsWith("[INFO] [(null):1] [f]: "));
+  EXPECT_THAT(Header(INFO, "a", 1, nullptr, " "), EndsWith("[INFO] [a:1] [(null)]: "));
+}
+
 TEST(FormatLogHeader, PrintsNegativeNumbersAsTheyAre) {
   FakeIds::SetThreadId(-5);
   EXPECT_THAT(Header(INFO, "a", -2, "f", " "), EndsWith("] [-5] [INFO] [a:-2] [f]: "));
@@ -117,6 +123,20 @@ TEST(FormatLogHeader, FollowsTheClockForwardsAndBackwards) {
   EXPECT_THAT(Header(), StartsWith("[demo] [2026-01-05 09:03:08.042] "));
   FakeClock::SetDateTime(2026, 1, 5, 9, 3, 7);
   EXPECT_THAT(Header(), StartsWith("[demo] [2026-01-05 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 2, 6, 10, 4, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-06 10:04:07.042] "));
+}
+
+TEST(FormatLogHeader, FollowsEachFieldOfTheDateAlone) {
+  EXPECT_THAT(Header(), StartsWith("[demo] [2026-01-05 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 1, 5, 9, 3, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-01-05 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 2, 5, 9, 3, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-05 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 2, 6, 9, 3, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-06 09:03:07.042] "));
+  FakeClock::SetDateTime(2027, 2, 6, 10, 3, 7);
+  EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-06 10:03:07.042] "));
   FakeClock::SetDateTime(2027, 2, 6, 10, 4, 7);
   EXPECT_THAT(Header(), StartsWith("[demo] [2027-02-06 10:04:07.042] "));
 }
@@ -155,6 +175,10 @@ TEST(FormatLogHeader, NeverWritesBeyondTheBuffer) {
   EXPECT_EQ(FormatLogHeader(buffer.data(), 5, 2046, INFO, "a", 1, "f", " "), -1);
   EXPECT_THAT(buffer.data(), StrEq("[dem"));
   EXPECT_EQ(buffer[5], '#');
+}
+
+TEST(FormatLogHeader, IsNotWrittenWithoutABuffer) {
+  EXPECT_EQ(FormatLogHeader(nullptr, 0, 2046, INFO, "a", 1, "f", " "), -1);
 }
 
 TEST(FormatLogHeader, FitsWhenTheCountIsItsLength) {

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <csignal>
 #include <iostream>
+#include <stdexcept>
+#include <streambuf>
 #include <thread>
 #include <vector>
 
@@ -152,6 +154,28 @@ TEST(StandardError, MayBeAStreamThatThrows) {
   LogText(INFO, "lost, too");
   EXPECT_TRUE(std::cerr.bad());
   std::cerr.exceptions(std::ios_base::goodbit);
+}
+
+// A buffer of the application's own, with an exception of its own.
+class ThrowingBuffer : public std::streambuf {
+ protected:
+  int_type overflow(int_type) override { throw std::length_error("full"); }
+  std::streamsize xsputn(const char*, std::streamsize) override { throw std::length_error("full"); }
+};
+
+TEST(StandardError, PassesOnAnExceptionThatIsNotAStreams) {
+  const CapturedStandardError standardError;
+  ThrowingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  std::cerr.exceptions(std::ios_base::badbit);
+
+  EXPECT_THROW(WriteToStandardError("lost"), std::length_error);
+
+  std::cerr.exceptions(std::ios_base::goodbit);
+  std::cerr.rdbuf(former);
+  EXPECT_FALSE(IsBrokenPipeBlocked());
+  WriteToStandardError("written");  // no lock is left held
+  EXPECT_EQ(standardError.Text(), "written");
 }
 
 TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {

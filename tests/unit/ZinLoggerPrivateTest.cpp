@@ -4,6 +4,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 #include "CapturedStandardError.h"
 #include "OpenQueue.h"
@@ -101,6 +102,16 @@ TEST(ForcedLog, DropsTheLineSilentlyWhenTheQueueIsFull) {
 
   EXPECT_EQ(state.logQueue.Size(), 1u);
   EXPECT_EQ(standardError.Text(), "");
+}
+
+TEST(ForcedLog, ThrowsForANullTextWhileTheChannelRuns) {
+  ZinLoggerPrivate state;
+  StartQueue(state.logQueue, 10);
+
+  EXPECT_THROW(state.forcedLog(nullptr, "line\n"), std::logic_error);
+  EXPECT_THROW(state.forcedLog("", nullptr), std::logic_error);
+
+  EXPECT_EQ(state.logQueue.Size(), 0u);
 }
 
 TEST(ForcedLog, WritesToStandardErrorAgainAfterTheChannelHasStopped) {
