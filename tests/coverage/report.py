@@ -11,6 +11,7 @@ import json
 import pathlib
 import re
 import sys
+import textwrap
 import tomllib
 from collections import defaultdict
 
@@ -107,7 +108,7 @@ def open_list(reasons):
         if count == 0:
             number = "the line alone"
         yield f"- **`{function}`**, `{text}` ({number}):"
-        yield f"  {' '.join(known['reason'].split())}"
+        yield textwrap.fill(known["reason"], 120, initial_indent="  ", subsequent_indent="  ")
 
 
 def report(files, reasons, heading):
@@ -117,8 +118,7 @@ def report(files, reasons, heading):
     yield from heading
     yield "```\n"
     yield from table(files)
-    yield "\nBranches that only an exception takes, not in the table: "
-    yield f"{share(taken(throwing), len(throwing))} taken."
+    yield f"\nBranches that only an exception takes, not in the table: {share(taken(throwing), len(throwing))}."
     yield "\n## What is never taken, and why"
     yield from open_list(reasons)
 
