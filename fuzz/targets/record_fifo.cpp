@@ -1,8 +1,9 @@
 // The records of a queue against a list of pairs.
 //
 // Input: one step a line. a<key>|<line> appends a record; b<line> one that begins
-// like the line before it; r<count>*<line> several, numbered; t<count> takes; m
-// appends an exit marker, d drops all of them, c clears.
+// like the line before it; r<count>*<line> several, numbered at their end, and
+// n<count>*<line> at their beginning, so that they share nothing; t<count> takes;
+// m appends an exit marker, d drops all of them, c clears.
 #include <deque>
 
 #include "Expect.h"
@@ -26,6 +27,9 @@ class Trial {
         for (long i = NumberIn(argument, 500); i > 0; --i) {
           Append(std::to_string(i % 3), argument + std::to_string(i));
         }
+        break;
+      case 'n':
+        AppendUnlike(argument);
         break;
       case 't':
         for (long i = NumberIn(argument, 1000); i > 0; --i) Take();
@@ -65,6 +69,13 @@ class Trial {
       Append("", Fields::Expanded(argument));
     } else {
       Append(Fields::Expanded(argument.substr(0, bar)), Fields::Expanded(argument.substr(bar + 1)));
+    }
+  }
+
+  void AppendUnlike(const std::string& argument) {
+    const std::string line = Fields::Expanded(argument.substr(argument.find('*') + 1));
+    for (long i = NumberIn(argument, 500); i > 0 && line.size() < 1000; --i) {
+      Append("", std::to_string(i) + line);
     }
   }
 
