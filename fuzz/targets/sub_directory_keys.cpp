@@ -49,8 +49,10 @@ std::string Tamed(const std::string& key) {
 // The directory that a key leads to, or null when a part is too long to exist.
 std::unique_ptr<std::string> Destination(const std::string& key) {
   constexpr std::size_t longestName = 255;
-  for (const auto& part : fs::path(key)) {
-    if (part.string().size() > longestName) return nullptr;
+  std::size_t partLength = 0;
+  for (const char c : key) {
+    partLength = c == '/' ? 0 : partLength + 1;
+    if (partLength > longestName) return nullptr;
   }
   std::string plain = fs::path("/" + key).lexically_normal().string();
   while (plain.ends_with('/')) plain.pop_back();
