@@ -1,9 +1,31 @@
 # shellcheck shell=bash
-# A small Debian in a folder, `root`: commands in it, and what has changed. Sourced.
+# A small Debian in a folder, `root`: making it, commands in it, and what has changed.
+# Sourced; the output of dpkg goes to the file `dpkgOutput`.
+# shellcheck disable=SC2154  # both are the caller's
 
 fail() {
   echo "package check: $*" >&2
   exit 1
+}
+
+# The archive that apt uses here, so that a local mirror is used where there is one.
+debian_archive() {
+  apt-get indextargets --format '$(CODENAME) $(ORIGIN) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
+    awk -v release="$1" '$1 == release && $2 == "Debian" && $3 == "main" { print $4; exit }'
+}
+
+# make_debian PACKAGE,...: the base with these packages, of the release that runs here.
+make_debian() {
+  local release archive log=$root.log
+  release=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+  archive=$(debian_archive "$release")
+  [[ -n $archive ]] || fail "apt knows no archive of Debian $release here"
+  echo "A small Debian $release is made ..."
+  debootstrap --variant=minbase --include="$1" "$release" "$root" "$archive" >"$log" 2>&1 || {
+    tail -n 20 "$log" >&2
+    fail "debootstrap failed"
+  }
+  echo "... and is ready after $SECONDS s"
 }
 
 readonly cleanEnvironment=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8
@@ -39,7 +61,6 @@ expect_silence() {
   if grep '^libzinlogger1: ' "$dpkgOutput" >&2; then fail "nothing should have been said"; fi
 }
 
-# Keeps the output in `dpkgOutput`.
 dpkg_in_root() {
   in_root dpkg "$@" >"$dpkgOutput" 2>&1 || {
     cat "$dpkgOutput" >&2
@@ -71,7 +92,7 @@ snapshot() {
   local path skip=()
   for path in "${records[@]}" "${scaffolding[@]}"; do skip+=(-path "$path" -o); done
   (
-    cd "$root"
+    cd "$root" || exit
     find . -xdev \( "${skip[@]}" -false \) -prune -o \
       \( -type d -printf '%p %y %m %U:%G\n' -o -printf '%p %y %m %U:%G %s %l\n' \) | LC_ALL=C sort
     sha256sum etc/passwd etc/group etc/shadow etc/gshadow
