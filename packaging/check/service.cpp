@@ -1,7 +1,6 @@
 // A service as the account runs it: one line in the server log, one in a file of
 // its own, and a metrics record in the directory that the library names.
 #include <ZinLogger.h>
-
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -12,9 +11,8 @@ int main() {
   ZinLogger* const logger = ZinLogger::GetInstance();
   const bool logStarted =
       logger->StartSystem("service.log", "/var/log/qorlog/serverlog", 5, 10, INFO, 1000, true);
-  const bool metricsStarted =
-      logger->StartSystemForMetrics(logger->GetMetricsLogName(false),
-                                    logger->GetServerMetricsLogDir().c_str(), 2, 1, 1000, true);
+  const bool metricsStarted = logger->StartSystemForMetrics(
+      logger->GetMetricsLogName(false), logger->GetServerMetricsLogDir().c_str(), 2, 1, 1000, true);
   if (!logStarted || !metricsStarted) {
     std::fprintf(stderr, "service: a channel did not start\n");
     return 1;
