@@ -84,7 +84,7 @@ readonly records=(./var/lib/dpkg/status ./var/lib/dpkg/status-old ./var/lib/dpkg
   ./etc/ld.so.cache ./var/cache/ldconfig/aux-cache ./etc/.pwd.lock
   './etc/passwd-' './etc/group-' './etc/shadow-' './etc/gshadow-')
 # Ours: the packages and the programs compiled from them.
-readonly scaffolding=(./packages ./work ./proc)
+readonly scaffolding=(./packages ./trial ./proc)
 
 # Prints every file with its type, mode, owner, size and target, and the contents
 # of the account files.
