@@ -20,7 +20,9 @@ import records
 from collectors import KINDS, CollectorError
 
 RATE = 20000
-QUIET_SECONDS = 5  # nothing has arrived for so long: nothing more will
+# Nothing has arrived for so long: nothing more will.
+QUIET_SECONDS = 12
+QUIET_SECONDS_WHEN_ALL_IS_THERE = 2
 AWAY_SECONDS = 2
 
 
@@ -44,9 +46,16 @@ def restart_central(setup):
     setup.start_central()
 
 
+def leave_central_away(setup):
+    setup.central.stop()
+    time.sleep(2 * AWAY_SECONDS)
+    setup.start_central()
+
+
 def kill_hanging_central(setup):
     setup.central.hang()
     time.sleep(AWAY_SECONDS)
+    setup.lines_at_disturbance = lines_so_far(setup)
     setup.central.kill()
     setup.start_central()
 
@@ -94,6 +103,7 @@ class Phase:
     promise: Callable = exact
     promise_text: str = "each line once"
     pattern: Optional[str] = None
+    edge_changes: tuple = ()
     arguments: tuple = ()
     end_files: bool = False
     quick: bool = False
@@ -110,6 +120,11 @@ PHASES = [
     Phase("central stopped, away 2 s, started", restart_central, *IN_FLIGHT, quick=True),
     Phase("central away, edge restarted meanwhile", restart_edge_without_central, *IN_FLIGHT),
     Phase("central hangs 2 s, kill -9, started", kill_hanging_central, *IN_FLIGHT),
+    Phase("central away 4 s, little room at the edge", leave_central_away, *IN_FLIGHT,
+          edge_changes=(('queue.size="50000"', 'queue.size="5000"'), ('"2g"', '"1m"')),
+          kinds=("rsyslog",)),
+    Phase("central away 4 s, little room at the edge", leave_central_away, *IN_FLIGHT,
+          kinds=("syslog-ng",)),
     Phase("edge kill -9, away 2 s, started", kill_edge, measured, "not promised"),
     Phase("cut lines and lines of two, edge restarted", restart_edge,
           unended_files_lack_their_last, "but the last of a file, when cut", arguments=ODD_LINES,
@@ -169,17 +184,24 @@ def add_newlines(files):
             end.write(b"\n")
 
 
-def wait_for_arrival(setup):
+def wait_for_arrival(setup, files):
+    """Duplicates may make up for what is missing, so the exact size is needed."""
+    expected = sum(file.stat().st_size for file in files)
     size, since = -1, time.monotonic()
-    while time.monotonic() - since < QUIET_SECONDS:
+    quiet = QUIET_SECONDS
+    while time.monotonic() - since < quiet:
         now = sum(file.stat().st_size for file in setup.collected_files())
         if now != size:
             size, since = now, time.monotonic()
+            quiet = QUIET_SECONDS_WHEN_ALL_IS_THERE if now == expected else QUIET_SECONDS
         time.sleep(0.2)
 
 
 def run_phase(options, kind, phase, lines, work):
-    setup = KINDS[kind](options.programs, options.configurations, work, phase.pattern)
+    changes = dict(phase.edge_changes)
+    if phase.pattern:
+        changes["*_?????????????????-???-*.log"] = phase.pattern
+    setup = KINDS[kind](options.programs, options.configurations, work, changes)
     setup.lines_at_disturbance = 0
     try:
         setup.start()
@@ -189,7 +211,7 @@ def run_phase(options, kind, phase, lines, work):
         written = records.read(options.split, files)
         if phase.end_files:
             add_newlines(files)
-        wait_for_arrival(setup)
+        wait_for_arrival(setup, files)
         for daemon, role in ((setup.edge, "edge"), (setup.central, "central")):
             if not daemon.is_running():
                 raise CollectorError(f"{kind}, {role} ended: {setup.output(role)}")
@@ -223,12 +245,25 @@ def print_header():
     print("|" + "|".join("-" * len(cell) for cell in head.split("|")[1:-1]) + "|", flush=True)
 
 
+def ranges(numbers):
+    """[1, 2, 3, 7] -> "1-3 7"."""
+    found = []
+    for number in numbers:
+        if found and number == found[-1][1] + 1:
+            found[-1][1] = number
+        else:
+            found.append([number, number])
+    shown = [str(a) if a == b else f"{a}-{b}" for a, b in found]
+    return " ".join(shown if len(shown) <= 60 else [*shown[:30], "...", *shown[-30:]])
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     for name in ("programs", "configurations", "service", "split"):
         parser.add_argument("--" + name, required=True)
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--only", help="phases whose name contains this")
+    parser.add_argument("--kind", choices=KINDS, help="this collector alone")
     options = parser.parse_args()
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: sys.exit(1))
@@ -239,7 +274,8 @@ def main():
     print_header()
     try:
         chosen = [(kind, phase) for kind in KINDS for phase in PHASES
-                  if kind in phase.kinds and (phase.quick or not options.quick)
+                  if kind in phase.kinds and kind == (options.kind or kind)
+                  and (phase.quick or not options.quick)
                   and (not options.only or options.only in phase.what)]
         if not chosen:
             parser.error(f"no phase contains '{options.only}'")
@@ -252,8 +288,7 @@ def main():
                                  account.missing, account.doubled, account.foreign,
                                  phase.promise_text, "ok" if kept else "FAIL"), flush=True)
             if not kept:
-                print(f"  missing numbers: {account.missing_numbers()[:5]} to"
-                      f" {account.missing_numbers()[-5:]};"
+                print(f"  missing: {ranges(account.missing_numbers())};"
                       f" disturbed at {setup.lines_at_disturbance}", flush=True)
             if kept or not os.environ.get("ZIN_KEEP"):
                 shutil.rmtree(folder)
