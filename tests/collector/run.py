@@ -41,13 +41,22 @@ def kill_edge(setup):
 
 
 def restart_central(setup):
-    setup.central.stop()
+    stop_central(setup)
+    time.sleep(AWAY_SECONDS)
+    setup.start_central()
+
+
+def restart_edge_without_central(setup):
+    stop_central(setup)
+    time.sleep(1)
+    setup.edge.stop()
+    setup.edge.start()
     time.sleep(AWAY_SECONDS)
     setup.start_central()
 
 
 def leave_central_away(setup):
-    setup.central.stop()
+    stop_central(setup)
     time.sleep(2 * AWAY_SECONDS)
     setup.start_central()
 
@@ -55,18 +64,14 @@ def leave_central_away(setup):
 def kill_hanging_central(setup):
     setup.central.hang()
     time.sleep(AWAY_SECONDS)
-    setup.lines_at_disturbance = lines_so_far(setup)
     setup.central.kill()
+    setup.lines_when_central_was_gone = lines_so_far(setup)
     setup.start_central()
 
 
-def restart_edge_without_central(setup):
+def stop_central(setup):
     setup.central.stop()
-    time.sleep(1)
-    setup.edge.stop()
-    setup.edge.start()
-    time.sleep(AWAY_SECONDS)
-    setup.start_central()
+    setup.lines_when_central_was_gone = lines_so_far(setup)
 
 
 # ---- What is promised --------------------------------------------------------
@@ -89,7 +94,7 @@ def at_most_in_flight(account, setup):
     """What a dead connection takes with it: some of what was written before it
     died, never anything that was written afterwards."""
     numbers = account.missing_numbers()
-    return account.foreign == 0 and (not numbers or numbers[-1] <= setup.lines_at_disturbance)
+    return account.foreign == 0 and (not numbers or numbers[-1] <= setup.lines_when_central_was_gone)
 
 
 def measured(_account, _setup):
@@ -164,7 +169,6 @@ def write_lines(options, setup, phase, lines):
         try:
             if phase.disturb:
                 time.sleep(lines / RATE / 3)
-                setup.lines_at_disturbance = lines_so_far(setup)
                 phase.disturb(setup)
             written = int(service.communicate(timeout=120)[0])
         finally:
@@ -202,7 +206,7 @@ def run_phase(options, kind, phase, lines, work):
     if phase.pattern:
         changes["*_?????????????????-???-*.log"] = phase.pattern
     setup = KINDS[kind](options.programs, options.configurations, work, changes)
-    setup.lines_at_disturbance = 0
+    setup.lines_when_central_was_gone = 0  # the number of the last one
     try:
         setup.start()
         written_by_service = write_lines(options, setup, phase, lines)
@@ -289,7 +293,7 @@ def main():
                                  phase.promise_text, "ok" if kept else "FAIL"), flush=True)
             if not kept:
                 print(f"  missing: {ranges(account.missing_numbers())};"
-                      f" disturbed at {setup.lines_at_disturbance}", flush=True)
+                      f" central gone at {setup.lines_when_central_was_gone}", flush=True)
             if kept or not os.environ.get("ZIN_KEEP"):
                 shutil.rmtree(folder)
     except (CollectorError, subprocess.SubprocessError) as error:

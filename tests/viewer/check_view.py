@@ -44,7 +44,8 @@ SAMPLES = [
 ]
 IN_SUB_DIRECTORY = ("09:03:08.002", "info", "1234", " ", "sample.cpp", 16, "Net",
                     "in a sub-directory")
-# Without the filter each of these stands in the row of the record before it.
+# Source lines of records that, without the filter, stand in the row of the record
+# before them; unless a line of the library itself came in between.
 BEHIND_A_CUT = {21, 23, 25, None}
 
 # Lines the library writes about itself come when its worker is ready to.
@@ -129,7 +130,7 @@ def check_samples(viewer, options, scratch):
     rows = viewer.ask(query, ["-r", str(logs)])
     direct = [row for row in SAMPLES if row[5] not in BEHIND_A_CUT]
     direct = sorted(direct + [IN_SUB_DIRECTORY])
-    shortened = [row[:7] for row in rows]
+    shortened = [row[:7] for row in rows if row[5] not in BEHIND_A_CUT]
     compare("the directory itself", [row[:7] for row in with_date(direct)], shortened)
     if not any("after the cut" in row[7] for row in rows):
         fail("what stands behind a cut is not found by a search")
