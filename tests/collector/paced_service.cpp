@@ -49,17 +49,17 @@ bool ReadOptions(int argc, char** argv, Options& options) {
   return true;
 }
 
-bool IsTurn(long number, long every) {
-  return every > 0 && number % every == 1;
+bool IsTurn(long number, long every, long rest) {
+  return every > 0 && number % every == rest;
 }
 
 // A line is some 160 bytes, or longer than a record holds.
 void WriteLine(ZinLogger& logger, long number, const Options& options) {
   static const std::string filling(60, '.');
   static const std::string tooMuch(2500, '#');
-  const bool cut = IsTurn(number, options.cutEvery);
+  const bool cut = IsTurn(number, options.cutEvery, 1);
   logger.Log("src/paced_service.cpp", 1, "WriteLine", " ", "", static_cast<LogLevel>(number % 5),
-             "%010ld%s%s", number, IsTurn(number, options.twoLinesEvery) ? "\n  " : " ",
+             "%010ld%s%s", number, IsTurn(number, options.twoLinesEvery, 2) ? "\n  " : " ",
              cut ? tooMuch.c_str() : filling.c_str());
 }
 
