@@ -57,16 +57,20 @@ def fail(message):
 
 
 class Viewer:
-    """lnav without the user's own settings."""
+    """lnav without the user's own settings. Where it finds no folder for its own, it
+    fills the working directory."""
 
     def __init__(self, directory, home):
+        self.home = home
+        os.makedirs(os.path.join(home, ".config/lnav"), exist_ok=True)
         self.command = ["lnav", "-n", "-q", "-I", directory]
         self.environment = dict(os.environ, HOME=home, TERM="dumb", TZ="UTC")
         self.environment.pop("XDG_CONFIG_HOME", None)
 
     def run(self, arguments, **options):
         return subprocess.run(self.command + arguments, env=self.environment, text=True,
-                              errors="surrogateescape", capture_output=True, timeout=120, **options)
+                              cwd=self.home, errors="surrogateescape", capture_output=True,
+                              timeout=120, **options)
 
     def check_formats(self):
         result = self.run(["-C"], stdin=subprocess.DEVNULL)

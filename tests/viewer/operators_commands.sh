@@ -15,6 +15,11 @@ trap 'rm -rf "$scratch"' EXIT
 export HOME=$scratch TERM=dumb PATH=$installed/bin:$PATH
 unset XDG_CONFIG_HOME
 
+# Where lnav finds no folder for its own, it fills the working directory.
+mkdir -p "$HOME/.config/lnav"
+page=$(realpath "$page")
+cd "$scratch"
+
 # What a collector would have brought: all but one line.
 mkdir "$scratch/collected"
 zinlogger-split "$logs"/app_*.log | sed 1d >"$scratch/collected/host.log"
