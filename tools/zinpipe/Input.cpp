@@ -1,0 +1,91 @@
+#include "Input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "StandardError.h"
+
+namespace {
+
+std::string BaseName(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+int OpenFile(const std::string& path) {
+  return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+}
+
+}  // namespace
+
+Input::Input() : path("standard input"), name("stdin") {
+  file = Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+  if (!file.IsOpen()) throw std::runtime_error("standard input is closed");
+  NoteSize();
+}
+
+Input::Input(std::string filePath, bool follow)
+    : path(std::move(filePath)), name(BaseName(path)), file(OpenFile(path)), following(follow) {
+  if (!file.IsOpen()) {
+    throw std::runtime_error("cannot open '" + path + "': " + std::strerror(errno));
+  }
+  NoteSize();
+  if (waits) throw std::runtime_error("'" + path + "' is not a regular file");
+}
+
+void Input::NoteSize() {
+  struct stat status {};
+  if (fstat(file.Number(), &status) != 0) return;
+  identity = FileIdentity(status);
+  waits = !S_ISREG(status.st_mode);
+  if (waits) return;
+  const off_t begin = lseek(file.Number(), 0, SEEK_CUR);
+  if (begin >= 0 && status.st_size > begin) {
+    sizeAtStart = static_cast<std::uint64_t>(status.st_size - begin);
+  }
+}
+
+std::size_t Input::Read(char* room, std::size_t size) {
+  const ssize_t got = read(file.Number(), room, size);
+  if (got > 0) {
+    position += got;
+    return static_cast<std::size_t>(got);
+  }
+  if (got < 0 && (errno == EINTR || errno == EAGAIN)) return 0;
+  if (got < 0) {
+    Say("cannot read '" + path + "': " + std::strerror(errno));
+    failed = true;
+    atEnd = true;
+  } else if (following) {
+    StartAgainIfCut();
+  } else {
+    atEnd = true;
+  }
+  return 0;
+}
+
+// A file that became shorter was emptied by those who write it.
+void Input::StartAgainIfCut() {
+  struct stat status {};
+  if (fstat(file.Number(), &status) != 0 || status.st_size >= position) return;
+  Say("'" + path + "' became shorter; reading it from the begin");
+  (void)lseek(file.Number(), 0, SEEK_SET);
+  position = 0;
+}
+
+bool Input::MoveToReplacement() {
+  struct stat status {};
+  if (!following || stat(path.c_str(), &status) != 0) return false;
+  if (FileIdentity(status) == identity || !S_ISREG(status.st_mode)) return false;
+  Descriptor next(OpenFile(path));
+  if (!next.IsOpen() || fstat(next.Number(), &status) != 0) return false;
+  file = std::move(next);
+  identity = FileIdentity(status);
+  position = 0;
+  return true;
+}

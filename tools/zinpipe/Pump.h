@@ -1,0 +1,58 @@
+// Moves the lines of all inputs to their delivery.
+#ifndef ZINPIPE_PUMP_H
+#define ZINPIPE_PUMP_H
+
+#include <cstdint>
+#include <vector>
+
+#include "Delivery.h"
+#include "Echo.h"
+#include "Input.h"
+#include "LineSplitter.h"
+#include "Options.h"
+#include "Signals.h"
+#include "StandardError.h"
+
+struct PumpTotals {
+  std::uint64_t cutLines = 0;
+  std::uint64_t cuts = 0;
+  std::uint64_t nulBytes = 0;
+  bool inputFailed = false;
+};
+
+class Pump {
+ public:
+  Pump(const Options& options, std::vector<Input> inputs, const StopSignals& signals, Echo& echo,
+       Delivery& delivery);
+
+  // Until all inputs end or a signal comes. Returns when all that was read has
+  // been handed over.
+  void Run();
+
+  PumpTotals Totals() const;
+
+ private:
+  struct Source {
+    Input input;
+    LineSplitter splitter;
+    int line = 0;
+  };
+
+  bool ReadOnce();
+  std::size_t ReadFrom(Source& source);
+  void DeliverRecords(Source& source);
+  void DeliverRest(Source& source);
+  void Deliver(Source& source, std::string_view record);
+  bool WaitForMore(bool readSome);
+  void TakeWhatIsThere();
+  bool AllAtEnd() const;
+
+  std::vector<Source> sources;
+  const StopSignals& signals;
+  Echo& echo;
+  Delivery& delivery;
+  std::uint64_t bytesRead = 0;
+  Progress progress;
+};
+
+#endif  // ZINPIPE_PUMP_H
