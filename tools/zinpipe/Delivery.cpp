@@ -11,6 +11,7 @@
 #include <system_error>
 #include <thread>
 
+#include "Newlines.h"
 #include "OutputDirectory.h"
 #include "StandardError.h"
 
@@ -29,7 +30,7 @@ constexpr std::size_t mostBytesInFlight = 4 * bytesPerMiB;
 constexpr std::size_t bytesOfTheLogger = std::size_t{64} << 10;
 constexpr unsigned long recordsOfTheLogger = 64;
 
-constexpr std::chrono::microseconds shortestNap{50};
+constexpr std::chrono::microseconds shortestNap{100};
 constexpr std::chrono::microseconds longestNap{1000};
 // The worker's state is asked for after so much silence, and must be the same
 // so many times in a row.
@@ -113,7 +114,7 @@ std::size_t Delivery::LongestRecord(const std::string& source) const {
 }
 
 void Delivery::HandOver(std::string_view record, const std::string& source, int line) {
-  const auto lines = static_cast<std::uint64_t>(std::count(record.begin(), record.end(), '\n'));
+  const std::uint64_t lines = CountNewlines(record);
   const std::size_t bytes = options.stamp ? longestLogLine : record.size();
   WaitForRoom(bytes);
   ZinLogger* const logger = ZinLogger::GetInstance();

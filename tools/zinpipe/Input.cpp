@@ -25,7 +25,9 @@ int OpenFile(const std::string& path) {
 
 Input::Input() : path("standard input"), name("stdin") {
   file = Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
-  if (!file.IsOpen()) throw std::runtime_error("standard input is closed");
+  if (!file.IsOpen()) {
+    throw std::runtime_error(std::string("cannot use standard input: ") + std::strerror(errno));
+  }
   NoteSize();
 }
 

@@ -11,7 +11,7 @@
 
 class Input {
  public:
-  // Standard input. Throws std::runtime_error when it is closed.
+  // Standard input. Throws std::runtime_error.
   Input();
 
   // A regular file, read from its begin. Throws std::runtime_error.

@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Newlines.h"
+
 namespace {
 
 constexpr std::size_t readSize = std::size_t{128} << 10;
@@ -111,9 +113,7 @@ bool OutputFiles::ReadCurrent() {
 }
 
 std::uint64_t OutputFiles::CountLines(std::string_view bytes) {
-  if (mark.mark.empty()) {
-    return static_cast<std::uint64_t>(std::count(bytes.begin(), bytes.end(), '\n'));
-  }
+  if (mark.mark.empty()) return CountNewlines(bytes);
   unfinishedLine += bytes;
   std::uint64_t lines = 0;
   std::size_t begin = 0;

@@ -5,6 +5,7 @@
 // Input -> LineSplitter -> Delivery -> the logger; OutputFiles reads back what
 // the logger wrote, so that nothing is handed over that its queue would drop.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,19 +29,17 @@ constexpr int allWritten = 0;
 constexpr int somethingFailed = 1;
 constexpr int wrongArguments = 2;
 
-// A file that this program opens must not become its standard output or error.
-// A closed standard input stays closed, to be reported.
+// A file that this program opens must not become one of its standard streams.
 void OccupyClosedStandardStreams() {
-  const bool inputIsClosed = fcntl(STDIN_FILENO, F_GETFD) < 0;
   int opened = open("/dev/null", O_RDWR);
   while (opened >= 0 && opened <= STDERR_FILENO) opened = open("/dev/null", O_RDWR);
   if (opened > STDERR_FILENO) (void)close(opened);
-  if (inputIsClosed) (void)close(STDIN_FILENO);
 }
 
-std::vector<Input> OpenInputs(const Options& options) {
+std::vector<Input> OpenInputs(const Options& options, bool standardInputIsOpen) {
   std::vector<Input> inputs;
   if (options.files.empty()) {
+    if (!standardInputIsOpen) throw std::runtime_error("standard input is closed");
     inputs.emplace_back();
   } else {
     for (const std::string& file : options.files) inputs.emplace_back(file, options.follow);
@@ -78,9 +77,9 @@ void Report(const std::string& path, const DeliveryTotals& delivered, const Pump
   Say(text);
 }
 
-int Run(const Options& options) {
+int Run(const Options& options, bool standardInputIsOpen) {
   const StopSignals signals;
-  std::vector<Input> inputs = OpenInputs(options);
+  std::vector<Input> inputs = OpenInputs(options, standardInputIsOpen);
   RefuseOwnOutput(inputs, options);
   Echo echo(options.echo, signals.Descriptor());
   Delivery delivery(options);
@@ -99,6 +98,7 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const bool standardInputIsOpen = fcntl(STDIN_FILENO, F_GETFD) >= 0;
   OccupyClosedStandardStreams();
   try {
     const Options options = ParseOptions(argc, argv);
@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
       (void)std::puts("zinpipe " ZINPIPE_VERSION);
       return allWritten;
     }
-    return Run(options);
+    return Run(options, standardInputIsOpen);
   } catch (const UsageError& error) {
     Say(error.what());
     return wrongArguments;
