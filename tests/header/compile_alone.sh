@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles the public header alone, and twice in one source, by g++ and clang++,
+# Compiles each public header alone, and twice in one source, by g++ and clang++,
 # as C++11 to C++20, with and without macros that bear the names of levels.
 set -euo pipefail
 
@@ -30,6 +30,8 @@ for compiler in g++ clang++; do
     compile=("$compiler" "-std=$standard" "${strict[@]}" -I "$include")
     check "${compile[@]}" -x c++ "$include/ZinLogger.h"
     check "${compile[@]}" "$here/levels.cpp"
+    check "${compile[@]}" "$here/macros.cpp"
+    check "${compile[@]}" -DDEBUG=1 -DERROR=0 -DINFO=2 -DFATAL=3 -DWARN=4 "$here/macros.cpp"
     check "${compile[@]}" -DDEBUG "$here/one_macro.cpp"
     check "${compile[@]}" -DDEBUG=1 -DERROR=0 -DINFO=2 -DFATAL=3 -DWARN=4 "$here/all_macros.cpp"
   done

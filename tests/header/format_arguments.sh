@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A call of Log or Metrics whose arguments do not match its format must not get
-# past a compiler that is told to mind formats.
+# A call of Log or Metrics, or a macro that makes one, whose arguments do not match
+# its format must not get past a compiler that is told to mind formats.
 set -euo pipefail
 
 if [[ $# -ne 2 || ! -f $1/ZinLogger.h ]]; then
@@ -24,7 +24,9 @@ if ! output=$(compile); then
   echo "right calls do not compile: $output" >&2
   exit 1
 fi
-for mistake in WRONG_LOG_TYPE MISSING_LOG_ARGUMENT WRONG_METRICS_TYPE MISSING_METRICS_ARGUMENT; do
+for mistake in WRONG_LOG_TYPE MISSING_LOG_ARGUMENT WRONG_METRICS_TYPE MISSING_METRICS_ARGUMENT \
+  WRONG_MACRO WRONG_MACRO_TO WRONG_MACRO_TAG WRONG_MACRO_IF WRONG_MACRO_EVERY_N \
+  WRONG_MACRO_EVERY_MS MISSING_MACRO_METRICS; do
   if output=$(compile "-D$mistake"); then
     echo "compiles, although it must not: $mistake" >&2
     exit 1

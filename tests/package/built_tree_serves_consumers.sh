@@ -11,6 +11,6 @@ builtTree=$1 buildType=$2 libraryDirectory=$3 compiler=$4 sanitizerFlag=${5:-}
 
 cmake --install "$builtTree" --prefix "$scratch/installed"
 
-check_installed_files "$scratch/installed" "$libraryDirectory" "$buildType"
+check_installed_files "$scratch/installed" "$libraryDirectory" "$buildType" tools
 check_cmake_consumer "$scratch/installed" "$compiler" "$sanitizerFlag"
 check_pkg_config_consumer "$scratch/installed" "$libraryDirectory" "$compiler" "$sanitizerFlag"

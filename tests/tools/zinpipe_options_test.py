@@ -1,6 +1,7 @@
 """The command line, and what is refused before anything is written."""
 
 import os
+import re
 import subprocess
 import unittest
 
@@ -120,17 +121,15 @@ class Refused(ZinpipeTest):
         process.stdin.write(b"line\n")
         process.stdin.flush()
         # The lock comes with the first look at the file, soon after the line.
-        self.assertTrue(wait_until(self.is_taken))
+        self.assertTrue(wait_until(lambda: self.holds_a_lock(process.pid)))
+        self.assert_refused(["--dir", self.dir, "--name", "app.log"], "another zinpipe writes to", 1)
         process.stdin.close()
         self.end(process)
         self.assertEqual(self.written(), b"line\n")
 
-    def is_taken(self):
-        if not os.path.exists(os.path.join(self.dir, "app.log")):
-            return False
-        result = subprocess.run(self.command(), stdin=subprocess.DEVNULL, capture_output=True,
-                                timeout=HANG_SECONDS)
-        return result.returncode == 1 and b"another zinpipe writes to" in result.stderr
+    def holds_a_lock(self, process):
+        with open("/proc/locks", encoding="ascii") as locks:
+            return any(re.match(r"\d+: FLOCK +ADVISORY +WRITE %d " % process, lock) for lock in locks)
 
 
 class Accepted(ZinpipeTest):

@@ -21,9 +21,9 @@ Descriptor OpenForReading(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
 }
 
-// The lock goes away with the descriptor.
-bool IsLockedByAnother(const Descriptor& file) {
-  return flock(file.Number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+// False: another process holds the lock. It goes away with the descriptor.
+bool Lock(const Descriptor& file) {
+  return flock(file.Number(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 std::vector<FileIdentity> FilesIn(const std::string& directory) {
@@ -52,7 +52,7 @@ OutputFiles::OutputFiles(std::string dir, std::string fileName, int keepFiles, L
   Descriptor leftover = OpenForReading(path);
   struct stat status {};
   if (!leftover.IsOpen() || fstat(leftover.Number(), &status) != 0) return;
-  if (IsLockedByAnother(leftover)) {
+  if (!Lock(leftover)) {
     throw std::runtime_error("another zinpipe writes to '" + path + "'");
   }
   // Held open, so that its number cannot become that of a new file.
@@ -61,6 +61,8 @@ OutputFiles::OutputFiles(std::string dir, std::string fileName, int keepFiles, L
 }
 
 bool OutputFiles::Look() {
+  // Somebody may have tried the lock just when it was to be taken.
+  if (!isLocked) isLocked = Lock(current);
   bool foundSome = ReadCurrent();
   // The logger closes a file before it puts another in its place, so what is
   // read after the other was seen is the rest.
@@ -77,7 +79,7 @@ bool OutputFiles::FindNext() {
 
   Descriptor next = OpenForReading(path);
   if (!next.IsOpen() || fstat(next.Number(), &status) != 0) return false;
-  (void)IsLockedByAnother(next);
+  isLocked = Lock(next);
   current = std::move(next);
   currentIdentity = FileIdentity(status);
   currentIsOurs = true;

@@ -59,6 +59,7 @@ class OutputFiles {
   Descriptor current;
   FileIdentity currentIdentity;
   bool currentIsOurs = false;  // else it is what an earlier run left
+  bool isLocked = true;
   std::int64_t position = 0;
   std::string unfinishedLine;  // looked at with a mark only
   std::vector<char> buffer;

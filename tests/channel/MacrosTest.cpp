@@ -1,0 +1,202 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "CapturedStandardError.h"
+#include "Scenario.h"
+#include "Text.h"
+#include "WaitUntilTrue.h"
+#include "ZinLoggerMacros.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+namespace {
+
+constexpr long longInterval = 1000L * 60 * 60 * 24;  // milliseconds; no test lasts so long
+
+// The lines of this file, without what the library says about itself.
+std::vector<std::string> LinesFromHere(const ScratchDir& dir, const std::string& name = "app.log") {
+  std::vector<std::string> lines;
+  if (!dir.Has(name)) return lines;
+  for (const std::string& line : dir.LinesOf(name)) {
+    if (line.find("[MacrosTest.cpp:") != std::string::npos) lines.push_back(line);
+  }
+  return lines;
+}
+
+// Runs the body in several threads at once.
+template <typename Body>
+void InThreads(int count, Body body) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) threads.emplace_back(body);
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Macros, FillInLevelFileLineAndFunction) {
+  const ScratchDir dir;
+  StartLogChannel(dir, {.level = DEBUG});
+
+  const int first = __LINE__ + 1;
+  ZIN_FATAL("number %d", 0);
+  ZIN_ERROR("number %d", 1);
+  ZIN_WARN("number %d", 2);
+  ZIN_INFO("number %d", 3);
+  ZIN_DEBUG("number %d", 4);
+  Logger().StopSystem();
+
+  const std::vector<std::string> lines = LinesFromHere(dir);
+  ASSERT_THAT(lines, SizeIs(5));
+  const std::vector<std::string> levels = {"FATAL", "ERROR", "WARN", "INFO", "DEBUG"};
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::string line = std::to_string(first + static_cast<int>(i));
+    EXPECT_THAT(lines[i], MatchesRegex(".*\\] \\[" + levels[i] + "\\] \\[MacrosTest\\.cpp:" + line +
+                                       "\\] \\[TestBody\\]: number " + std::to_string(i)));
+  }
+}
+
+TEST(Macros, WriteToASubDirectoryAndWithATag) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  ZIN_WARN_TO("net", "to net %d", 1);
+  ZIN_WARN_TAG(" <db> ", "tagged %d", 2);
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir, "net/app.log")), ElementsAre("to net 1"));
+  EXPECT_THAT(LinesFromHere(dir), ElementsAre(MatchesRegex(".* \\[WARN\\] <db> \\[MacrosTest.*2")));
+}
+
+TEST(Macros, LogWhenTheConditionHoldsAndElseLeaveTheArgumentsAlone) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  int conditions = 0;
+  int arguments = 0;
+
+  ZIN_INFO_IF(++conditions > 0, "yes %d", ++arguments);
+  ZIN_INFO_IF(++conditions > 2, "no %d", ++arguments);
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("yes 1"));
+  EXPECT_EQ(conditions, 2);
+  EXPECT_EQ(arguments, 1);
+}
+
+// What a macro cannot spare: nobody tells it the threshold.
+TEST(Macros, EvaluateTheArgumentsBelowTheThreshold) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  int arguments = 0;
+
+  ZIN_DEBUG("below %d", ++arguments);
+  Logger().StopSystem();
+
+  EXPECT_THAT(LinesFromHere(dir), IsEmpty());
+  EXPECT_EQ(arguments, 1);
+}
+
+TEST(Macros, LogEveryNthCallOfEachPlace) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  for (int i = 0; i < 7; ++i) {
+    ZIN_INFO_EVERY_N(3, "third %d", i);
+    ZIN_INFO_EVERY_N(5, "fifth %d", i);
+    ZIN_INFO_EVERY_N(0, "never %d", i);
+  }
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)),
+              ElementsAre("third 0", "fifth 0", "third 3", "fifth 5", "third 6"));
+}
+
+TEST(Macros, CountTheCallsOfAllThreads) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  InThreads(4, [] {
+    for (int i = 0; i < 1000; ++i) ZIN_INFO_EVERY_N(100, "hundredth");
+  });
+  Logger().StopSystem();
+
+  EXPECT_THAT(LinesFromHere(dir), SizeIs(40));
+}
+
+TEST(Macros, LogOncePerIntervalFromAllThreads) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  InThreads(4, [] {
+    for (int i = 0; i < 1000; ++i) ZIN_INFO_EVERY_MS(longInterval, "once");
+  });
+  for (int i = 0; i < 3; ++i) ZIN_INFO_EVERY_MS(0, "no interval");
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)),
+              ElementsAre("once", "no interval", "no interval", "no interval"));
+}
+
+TEST(Macros, LogAgainWhenTheIntervalHasPassed) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  int logged = 0;
+
+  EXPECT_TRUE(WaitUntilTrue([&] {
+    ZIN_INFO_EVERY_MS(5, "%d", ++logged);
+    return logged == 3;
+  }));
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("1", "2", "3"));
+}
+
+TEST(ZinOncePerInterval, TakesIntervalsOfAnyLength) {
+  ZinOncePerInterval forever;
+  EXPECT_TRUE(forever.IsDue(std::numeric_limits<std::int64_t>::max()));
+  EXPECT_FALSE(forever.IsDue(1));
+  ZinOncePerInterval negative;
+  EXPECT_TRUE(negative.IsDue(-1));
+  EXPECT_TRUE(negative.IsDue(-1));
+}
+
+TEST(Macros, WriteMetrics) {
+  const ScratchDir dir;
+  StartMetricsChannel(dir.Path());
+
+  ZIN_METRICS("requests=%d", 7);
+  Logger().StopMetricSystem();
+
+  EXPECT_EQ(dir.Read("metrics.log"), "requests=7\n");
+}
+
+TEST(ZinStopAtScopeEnd, StopsBothChannelsHoweverTheScopeIsLeft) {
+  const ScratchDir dir;
+
+  try {
+    const ZinStopAtScopeEnd stop;
+    StartLogChannel(dir);
+    StartMetricsChannel(dir / "metrics");
+    ZIN_METRICS("record");
+    for (int i = 0; i < 1000; ++i) ZIN_INFO("line");
+    throw std::runtime_error("an early end");
+  } catch (const std::runtime_error&) {
+  }
+
+  const CapturedStandardError standardError;
+  ZIN_INFO("the log is stopped");
+  ZIN_METRICS("the metrics are stopped");
+  EXPECT_THAT(MessagesOf(SplitLines(standardError.Text())),
+              ElementsAre("the log is stopped", "the metrics are stopped"));
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), SizeIs(1000));
+  EXPECT_EQ(dir.Read("metrics/metrics.log"), "record\n");
+  // The metrics went first, so their farewell is in the log.
+  const std::vector<std::string> messages = MessagesOf(dir.LinesOf("app.log"));
+  EXPECT_THAT(std::vector<std::string>(messages.end() - 2, messages.end()),
+              ElementsAre("@@@@ METRICS EXIT @@@@", "@@@@ LOG EXIT @@@@"));
+}
+
+}  // namespace
