@@ -30,7 +30,7 @@ constexpr std::size_t mostBytesInFlight = 4 * bytesPerMiB;
 constexpr std::size_t bytesOfTheLogger = std::size_t{64} << 10;
 constexpr unsigned long recordsOfTheLogger = 64;
 
-constexpr std::chrono::microseconds shortestNap{100};
+constexpr std::chrono::microseconds shortestNap{250};
 constexpr std::chrono::microseconds longestNap{1000};
 // The worker's state is asked for after so much silence, and must be the same
 // so many times in a row.

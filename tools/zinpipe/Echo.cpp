@@ -1,12 +1,12 @@
 #include "Echo.h"
 
-#include <limits.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <string>
 

@@ -41,7 +41,8 @@ std::vector<FileIdentity> FilesIn(const std::string& directory) {
 
 }  // namespace
 
-OutputFiles::OutputFiles(std::string dir, std::string fileName, int keepFiles, LineMark lineMark)
+OutputFiles::OutputFiles(std::string dir, const std::string& fileName, int keepFiles,
+                         LineMark lineMark)
     : directory(std::move(dir)),
       path(directory + "/" + fileName),
       // The kept ones, the one being written, and one more for the moment

@@ -31,7 +31,7 @@ class OutputFiles {
   // A file of that name from an earlier run stays out of the count. `keepFiles`
   // is that of the logger. Throws std::runtime_error when another zinpipe holds
   // the name.
-  OutputFiles(std::string directory, std::string fileName, int keepFiles, LineMark mark);
+  OutputFiles(std::string directory, const std::string& fileName, int keepFiles, LineMark mark);
 
   // Looks what was written since the last look; false: nothing.
   bool Look();

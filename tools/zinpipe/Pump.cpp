@@ -22,9 +22,9 @@ std::uint64_t TotalSize(const std::vector<Input>& inputs) {
   return bytes;
 }
 
-bool IsReadable(int descriptor, int milliseconds) {
+bool IsReadable(int descriptor) {
   pollfd waiting{descriptor, POLLIN, 0};
-  return poll(&waiting, 1, milliseconds) > 0;
+  return poll(&waiting, 1, 0) > 0;
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ void Pump::Run() {
       TakeWhatIsThere();
       break;
     }
-    readSome = ReadOnce();
+    readSome = inputIsReady && ReadOnce();
   }
   for (Source& source : sources) DeliverRest(source);
 }
@@ -64,14 +64,14 @@ bool Pump::WaitForMore(bool readSome) {
   }
   const int ready = poll(waiting.data(), waiting.size(), milliseconds);
   if (ready == 0 && milliseconds > 0) delivery.Settle();
+  inputIsReady = input < 0 || waiting[1].revents != 0;
   return waiting[0].revents == 0;
 }
 
 bool Pump::ReadOnce() {
   bool readSome = false;
   for (Source& source : sources) {
-    const int descriptor = source.input.DescriptorToWaitFor();
-    if (source.input.AtEnd() || (descriptor >= 0 && !IsReadable(descriptor, 0))) continue;
+    if (source.input.AtEnd()) continue;
     if (ReadFrom(source) > 0) {
       readSome = true;
     } else if (source.input.MoveToReplacement()) {
@@ -100,7 +100,7 @@ void Pump::TakeWhatIsThere() {
   for (Source& source : sources) {
     std::size_t taken = 0;
     const int descriptor = source.input.DescriptorToWaitFor();
-    while (taken < mostAfterSignal && (descriptor < 0 || IsReadable(descriptor, 0))) {
+    while (taken < mostAfterSignal && (descriptor < 0 || IsReadable(descriptor))) {
       const std::size_t count = ReadFrom(source);
       if (count == 0) break;
       taken += count;

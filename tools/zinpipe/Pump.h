@@ -51,6 +51,7 @@ class Pump {
   const StopSignals& signals;
   Echo& echo;
   Delivery& delivery;
+  bool inputIsReady = true;  // a read would not wait
   std::uint64_t bytesRead = 0;
   Progress progress;
 };
