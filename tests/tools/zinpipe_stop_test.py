@@ -88,14 +88,32 @@ cat "$1"/logs/*.log
 exit $status
 """
 
+# The disk stands still for two seconds while the tool has lines to write.
+FROZEN = """
+truncate -s 64M "$1/image" && mkdir "$1/mount" && mkfs.ext4 -q "$1/image" &&
+  mount -o loop "$1/image" "$1/mount" || { echo cannot mount >&2; exit 99; }
+{
+  head -n 1 "$3"
+  until [ -s "$1/mount/logs/app.log" ]; do sleep 0.05; done
+  fsfreeze -f "$1/mount"
+  (sleep 2; fsfreeze -u "$1/mount") >&2 &
+  tail -n +2 "$3"
+  wait
+} | "$2" --dir "$1/mount/logs" --name app.log --size 1M --keep 1000
+status=$?
+cat "$1"/mount/logs/app_*.log "$1/mount/logs/app.log"
+umount "$1/mount"
+exit $status
+"""
+
 
 class Disk(ZinpipeTest):
-    def run_on_a_small_disk(self, text, *options):
+    def run_on_a_small_disk(self, text, *options, script=DISK):
         if os.geteuid() != 0:
             self.skipTest("mounting a small file system needs root")
         os.mkdir(self.dir)
         result = subprocess.run(
-            ["unshare", "--mount", "sh", "-c", DISK, "sh", self.dir, ZINPIPE,
+            ["unshare", "--mount", "sh", "-c", script, "sh", self.dir, ZINPIPE,
              self.write("input", text), " ".join(options)], capture_output=True,
             timeout=HANG_SECONDS)
         error = result.stderr.decode()
@@ -111,6 +129,14 @@ class Disk(ZinpipeTest):
         whole = written.count(b"\n")
         self.assertGreater(whole, 0)
         self.assertEqual(counts(error), (60000, whole, 60000 - whole))
+
+    def test_a_disk_that_hangs_is_waited_for(self):
+        text = numbered_lines(300000)
+        status, written, error = self.run_on_a_small_disk(text, script=FROZEN)
+        self.assertEqual(status, 0, error)
+        self.assert_one_line(error)
+        self.assertEqual(counts(error), (300000, 300000, 0))
+        self.assertTrue(written == text)  # no wall of text when it is not
 
     def test_the_same_for_stamped_lines(self):
         status, written, error = self.run_on_a_small_disk(numbered_lines(60000), "--stamp")
