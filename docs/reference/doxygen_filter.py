@@ -19,6 +19,9 @@ PARAMETER = re.compile(r"^ (\w+) {2,}(\S.*)$")
 LAST_PARAMETER = re.compile(r"^ \(last\) {2,}(\S.*)$")
 CONTINUED = re.compile(r"^ {6,}(\S.*)$")
 SAMPLE = re.compile(r"^ {3}(.*)$")
+# In the comment of a section: a macro of one level, and what it does at any level.
+ROW = re.compile(r"^ ZIN_INFO(\w*)\(.*\) {2,}(\S.*)$")
+LEVEL_MACRO = re.compile(r"^#define ZIN_(?:FATAL|ERROR|WARN|INFO|DEBUG)(\w*)\(")
 # What a comment can describe; the rest explains the preprocessor's work.
 UNDESCRIBED = re.compile(r"^\s*(#\s*(pragma|undef|if|ifdef|ifndef|endif|else|include)\b.*|)$")
 
@@ -101,14 +104,17 @@ def described(lines, text):
 def filtered(lines):
     """The header's lines with its comments for Doxygen."""
     text = Text(calls(lines))
-    result, i, group_is_open = [], 0, False
+    result, i, group_is_open, by_suffix = [], 0, False, {}
     while i < len(lines):
         match = COMMENT.match(lines[i])
         if not match:
             line = lines[i]
-            if group_is_open and re.match(r"^\s*private:", line):
+            if group_is_open and re.match(r"^(\s*private:|class )", line):
                 result.append("///@}")
                 group_is_open = False
+            macro = LEVEL_MACRO.match(line)
+            if macro and macro[1] in by_suffix:
+                result.append("/// Writes " + text.fit(by_suffix[macro[1]]) + ".")
             # Nothing that a caller could use.
             if not line.rstrip().endswith("= delete;"):
                 result.append(line)
@@ -119,7 +125,8 @@ def filtered(lines):
             block.append(COMMENT.match(lines[i])[2])
             i += 1
         section = SECTION.match(block[0])
-        if section and len(block) == 1:
+        if section:
+            by_suffix = dict(match.groups() for match in map(ROW.match, block) if match)
             result += ["///@}"] if group_is_open else []
             result += [f"/// @name {section[1]}", "///@{"]
             group_is_open = True

@@ -66,11 +66,11 @@
 // ---- By level --------------------------------------------------------------
 //
 // ZIN_INFO(format, ...)                      a line
-// ZIN_INFO_TO(subDirKey, format, ...)        to the file of a sub-directory
-// ZIN_INFO_TAG(tag, format, ...)             with a tag
-// ZIN_INFO_IF(condition, format, ...)        if the condition holds
-// ZIN_INFO_EVERY_N(n, format, ...)           every n-th time
-// ZIN_INFO_EVERY_MS(milliseconds, format, ...)  at most once per interval
+// ZIN_INFO_TO(subDirKey, format, ...)        a line to the file of a sub-directory
+// ZIN_INFO_TAG(tag, format, ...)             a line with a tag
+// ZIN_INFO_IF(condition, format, ...)        a line if the condition holds
+// ZIN_INFO_EVERY_N(n, format, ...)           a line every n-th time
+// ZIN_INFO_EVERY_MS(milliseconds, format, ...)  a line at most once per interval
 
 #define ZIN_LEVEL_FATAL static_cast<LogLevel>(0)
 #define ZIN_LEVEL_ERROR static_cast<LogLevel>(1)
