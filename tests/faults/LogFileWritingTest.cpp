@@ -96,6 +96,15 @@ TEST_F(FailingWrites, LeaveThePartThatWasTakenAndNothingOfTheRest) {
   EXPECT_EQ(dir.Read("app.log"), "123next\n");
 }
 
+TEST_F(FailingWrites, EndTheLineWhenTheKernelTakesNothingAndGivesNoReason) {
+  calls.ShortenWrite(0, 1);
+
+  WriteLines({"12345\n", "next\n"});
+
+  EXPECT_EQ(dir.Read("app.log"), "next\n");
+  EXPECT_THAT(calls.Of({"write"}), ElementsAre("write 6", "write 5"));
+}
+
 TEST_F(FailingWrites, AreRepeatedAfterASignal) {
   calls.Fail("write", EINTR, 1);
   calls.Fail("write", EINTR, 2);

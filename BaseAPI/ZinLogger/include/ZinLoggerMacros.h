@@ -41,7 +41,7 @@
   ZinLogger::GetInstance()->Log(__FILE__, __LINE__, __func__, (tag), (subDirKey), (level), \
                                 __VA_ARGS__)
 
-// ZIN_LOG_IF(level, condition, format, ...)
+// ZIN_LOG_IF(level, condition, format, ...): a line if the condition holds.
 #define ZIN_LOG_IF(level, condition, ...)                  \
   do {                                                     \
     if (condition) ZIN_LOG((level), " ", "", __VA_ARGS__); \

@@ -67,10 +67,7 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
   // Deliberate: the answer is not used; the open below finds out by itself.
   (void)ZinIsPathResolvable(path.c_str(), static_cast<int>(path.size()));
   bool nameIsFree = IsReadable(path) ? RotateFile(path) : errno == ENOENT;
-  if (!ZinMakeDirs(targetDirectory)) {
-    probes::OpenFail(path);
-    return;
-  }
+  if (!ZinMakeDirs(targetDirectory)) return;
 
   std::unique_ptr<LogFileStream> stream = OpenEmpty(path, nameIsFree);
   for (int moved = 0; stream == nullptr && nameIsFree && errno == EEXIST; ++moved) {
