@@ -2,6 +2,7 @@
 
 import json
 
+import tracer
 from harness import LedgerView, Tally, count_of, damage
 
 KEPT_FILES = 20
@@ -26,14 +27,20 @@ def rows(stage):
     tally = Tally(f"soak, {seconds} s: rotations, restarts, retention, both channels", "none")
     where = stage.fresh_dir()
     ledger = LedgerView(where / "ledger")
+    counter = None if tracer.is_missing(stage) else tracer.ProbeCounter(
+        stage, "rotate", lambda dir: [stage.program("restart_driver"), dir, "cycles", "2"],
+        'comm == "zin-log-worker" || comm == "zin-met-worker"')
     run = stage.run([stage.program("soak_driver"), where / "log", where / "ledger", str(seconds), str(session)],
                     limit=seconds + 120)
+    rotations = max(counter.stop().values()) if counter else None
     log = stage.check("soak_driver", where / "log", where / "log/net")
     metrics = stage.check(None, where / "log/metrics")
     files = [len(list((where / "log" / folder).glob("*.log"))) for folder in (".", "net", "metrics")]
     tally.add(run.ended_badly())
     if run.status == 0:
         judge(tally, json.loads(run.out), ledger, log, metrics, files)
+        tally.seen += f"; {rotations:,} rotations" if counter else "; rotations not counted"
+        tally.expect(not counter or rotations >= stage.count(100_000, 500), f"{rotations} rotations")
     tally.expect(not (problem := damage(metrics)), problem)
     stage.remove(where)
     yield tally.row("descriptors, threads, memory flat; accounts exact")
