@@ -100,8 +100,9 @@ class ZIN_LOGGER_API ZinLogger {
   //                low 12 bits count: 4096 means 0, a rotation at every line.
   // level          threshold; see SetLogLevel.
   // queueCapacity  lines that the queue holds. A line that finds it full is
-  //                dropped silently; 0 drops every line. A line takes about 300
-  //                bytes of memory while it waits.
+  //                dropped silently; 0 drops every line. While it waits, a
+  //                line takes at most its own length and a few bytes; about
+  //                100 bytes when it begins as the line before it does.
   // (last)         ignored.
   //
   // A file of that name left by an earlier run is renamed aside, not appended

@@ -32,6 +32,7 @@ def rows(stage):
         'comm == "zin-log-worker" || comm == "zin-met-worker"')
     run = stage.run([stage.program("soak_driver"), where / "log", where / "ledger", str(seconds), str(session)],
                     limit=seconds + 120)
+    # Those of the trigger's processes are a handful each.
     rotations = max(counter.stop().values()) if counter else None
     log = stage.check("soak_driver", where / "log", where / "log/net")
     metrics = stage.check(None, where / "log/metrics")
