@@ -24,6 +24,16 @@ class Fields {
   // The same as a number, 0 when it is none, within the bounds.
   std::int64_t NextNumber(std::int64_t least, std::int64_t most);
 
+  // Calls take(line) for each of the next lines that is not empty, at most `most`
+  // of all.
+  template <typename Take>
+  void EachLine(int most, Take take) {
+    for (int lines = 0; lines < most && !AtEnd(); ++lines) {
+      const std::string line = Next();
+      if (!line.empty()) take(line);
+    }
+  }
+
   static std::string Expanded(const std::string& field);
 
  private:

@@ -145,10 +145,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Fields input(data, size);
   Trial trial;
   constexpr int mostSteps = 200;
-  for (int step = 0; step < mostSteps && !input.AtEnd(); ++step) {
-    const std::string line = input.Next();
-    if (!line.empty()) trial.Step(line);
-  }
+  input.EachLine(mostSteps, [&](const std::string& line) { trial.Step(line); });
   trial.TakeAll();
   return 0;
 }

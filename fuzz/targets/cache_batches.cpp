@@ -78,10 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Fields input(data, size);
   Model model;
   constexpr int mostSteps = 100;
-  for (int step = 0; step < mostSteps && !input.AtEnd(); ++step) {
-    const std::string line = input.Next();
-    if (!line.empty()) Step(model, line);
-  }
+  input.EachLine(mostSteps, [&](const std::string& line) { Step(model, line); });
   Drain(model);
   return 0;
 }
