@@ -69,11 +69,11 @@ TEST(TrimFaults, AFileThatVanishesBeforeItsSizeIsReadFreesNothing) {
   EXPECT_THAT(dir.Names(), ElementsAre("c.log"));
 }
 
-TEST(RetentionPassFaults, AFileThatVanishesDuringAPassIsLeftOut) {
+TEST(RetentionPassFaults, FilesThatVanishDuringAPassAreLeftOut) {
   const ScratchDir dir;
-  dir.AddLogs({{"a.log", 100}});
+  dir.AddLogs({{"a.log", 100}, {"b.log", 200}});
   FailingCalls calls;
-  calls.FailFrom("stat", ENOENT, 2);  // it is listed, and then gone
+  calls.FailFrom("stat", ENOENT, 3);  // they are listed, and then gone
 
   RunRetentionPass(dir.Path(), {0, 0});
 
@@ -107,6 +107,22 @@ TEST(ExcessFaults, AFileThatCannotBeRemovedCountsAsDone) {
               ElementsAre(Removal(dir / "app_1.log"), Removal(dir / "app_2.log")));
   EXPECT_THAT(dir.Names(), ElementsAre("app_1.log", "app_3.log"));
   EXPECT_EQ(error.Text(), "");
+}
+
+TEST(ExcessFaults, FilesAreRemovedEvenWhenTheNewLiveFileCannotBeOpened) {
+  const ScratchDir dir;
+  for (const char* const name : {"app_1.log", "app_2.log"}) dir.Write(name, "");
+  FailingCalls calls;
+  calls.UseNoAccount();
+  LogFileWriter writer("app.log", dir.Path(), 0, 0);
+  writer.OpenFile("");
+  calls.FailFrom("open", EMFILE);
+
+  writer.WriteLine("", "line\n");
+
+  EXPECT_THAT(writer.openFiles, IsEmpty());
+  EXPECT_THAT(calls.Of({"remove"}),
+              ElementsAre(Removal(dir / "app_1.log"), Removal(dir / "app_2.log")));
 }
 
 TEST(ExcessFaults, NoNegativeKeepCountRemovesMoreThanThereIs) {
