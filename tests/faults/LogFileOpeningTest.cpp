@@ -67,6 +67,16 @@ TEST_F(OpenFile, MovesAFileOfAnEarlierRunAsideBeforeTheDirectoryIsMade) {
                           "open " + path + " for writing 0640", "lchown " + path + " 54321:54322"));
 }
 
+TEST_F(OpenFile, VetsThePathByItsLength) {
+  LogFileWriter longest("app.log", std::string(4096 - sizeof "/app.log" + 1, 'x'), 0, MiB(1));
+  LogFileWriter tooLong("app.log", std::string(4096 - sizeof "/app.log" + 2, 'x'), 0, MiB(1));
+
+  tooLong.WriteLine("", "lost\n");
+  EXPECT_THAT(calls.Of({"realpath"}), IsEmpty());
+  longest.WriteLine("", "lost\n");
+  EXPECT_THAT(calls.Of({"realpath"}), SizeIs(1));
+}
+
 TEST_F(OpenFile, SetsTheModeOfAMetricsFileTwice) {
   writer.WriteLine("metrics", "line\n");
 
@@ -119,6 +129,8 @@ TEST_F(OpenFile, SetsModeAndOwnerEvenWhenTheOpenFailed) {
   EXPECT_THAT(calls.Of({"chmod"}), ElementsAre("chmod " + path + " 0640"));
   EXPECT_THAT(calls.Of({"lchown"}), Contains("lchown " + path + " 54321:54322"));
   EXPECT_THAT(writer.openFiles, IsEmpty());
+  // Of the line that is lost nothing is said.
+  EXPECT_THAT(Lines(), ElementsAre(NoDirectory(path)));
 }
 
 TEST_F(OpenFile, SetsTheModeOfAMetricsFileEvenWhenTheOpenFailed) {
