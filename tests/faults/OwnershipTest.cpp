@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -68,6 +69,17 @@ TEST_F(ZinChown, HandsDirectoryFilesAndLinksToFilesOverAndNoSubDirectory) {
   EXPECT_THAT(calls.Of({"lchown"}), UnorderedElementsAre(Owned(""), Owned("file"), Owned("link")));
   EXPECT_EQ(calls.Of({"lchown"}).front(), Owned(""));
   EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(ZinChown, HandsWhateverIsNoDirectoryOver) {
+  ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+  fs::create_symlink("pipe", dir / "link-to-pipe");
+  dir.Write(".hidden", "");
+
+  EXPECT_EQ(Chown(dir.Path()), 0);
+
+  EXPECT_THAT(calls.Of({"lchown"}), UnorderedElementsAre(Owned(""), Owned("pipe"),
+                                                         Owned("link-to-pipe"), Owned(".hidden")));
 }
 
 TEST_F(ZinChown, ClosesTheDirectory) {
