@@ -249,6 +249,7 @@ TEST(ZinIsPathResolvable, RefusesMoreThan4096BytesByTheLengthGiven) {
 
   EXPECT_TRUE(ZinIsPathResolvable(dir.Path().c_str(), 4096));
   EXPECT_FALSE(ZinIsPathResolvable(dir.Path().c_str(), 4097));
+  EXPECT_TRUE(ZinIsPathResolvable(dir.Path().c_str(), -1));
 }
 
 TEST(ZinGetRealPath, ResolvesLinksAndDots) {

@@ -179,6 +179,15 @@ TEST(ForcedLogForMetrics, QueuesTheRecordForTheChannelsOwnDirectory) {
   EXPECT_EQ(standardError.Text(), "");
 }
 
+TEST(ForcedLogForMetrics, ThrowsForANullTextWhileTheChannelRuns) {
+  ZinLoggerPrivate state;
+  StartQueue(state.metricsQueue, 10);
+
+  EXPECT_THROW(state.forcedLogForMetrics(nullptr), std::logic_error);
+
+  EXPECT_EQ(state.metricsQueue.Size(), 0u);
+}
+
 TEST(ForcedLogForMetrics, DropsTheRecordSilentlyWhenTheQueueIsFull) {
   ZinLoggerPrivate state;
   StartQueue(state.metricsQueue, 1);
