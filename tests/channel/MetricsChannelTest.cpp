@@ -56,6 +56,19 @@ TEST(MetricsChannel, NeverPutsARecordIntoTheCacheOfLines) {
   Logger().StopMetricSystem();
 }
 
+TEST(MetricsChannel, StoppedAloneSaysSoOnStandardErrorWhenThereIsNoLog) {
+  const ScratchDir dir;
+  StartMetricsChannel(dir.Path(), {.queueCapacity = 0});  // no file, and nothing said about it
+  const CapturedStandardError standardError;
+
+  Logger().StopMetricSystem();
+
+  EXPECT_THAT(standardError.Text(),
+              MatchesRegex("\\[channel_tests\\] .* \\[INFO\\] \\[ZinLoggerPrivate:[0-9]+\\] "
+                           "\\[StopMetricsQueue\\]: @@@@ METRICS EXIT @@@@\n"));
+  EXPECT_EQ(ZinGetCacheLog(10), standardError.Text());
+}
+
 TEST(MetricsChannel, StoppedAloneSaysSoInTheLogAndLeavesTheLogRunning) {
   const ScratchDir dir;
   StartLogChannel(dir);
