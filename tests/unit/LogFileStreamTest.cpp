@@ -41,6 +41,16 @@ TEST(LogFileStream, EmptiesAFileThatExists) {
   EXPECT_EQ(dir.Read("app.log"), "");
 }
 
+TEST(LogFileStream, WritesAndDoesNotAppend) {
+  const ScratchDir dir;
+  const auto stream = LogFileStream::Open(dir / "app.log");
+
+  const auto descriptors = DescriptorsOf(dir / "app.log");
+
+  ASSERT_THAT(descriptors, SizeIs(1));
+  EXPECT_EQ(fcntl(descriptors[0], F_GETFL) & (O_ACCMODE | O_APPEND), O_WRONLY);
+}
+
 TEST(LogFileStream, RefusesAFileThatExistsWhenAskedTo) {
   const ScratchDir dir;
   dir.Write("app.log", "of another worker");

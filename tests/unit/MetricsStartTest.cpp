@@ -39,6 +39,12 @@ TEST(StartSystemForMetrics, StopsNoChannelForANullName) {
   EXPECT_TRUE(FacadeState().logRunning);
 }
 
+TEST(StartSystemForMetrics, CreatesNoDirectoryForANullName) {
+  const ScratchDir dir;
+  EXPECT_FALSE(Start(nullptr, (dir / "metrics").c_str(), false));
+  EXPECT_THAT(dir.Names(), IsEmpty());
+}
+
 TEST(StartSystemForMetrics, RefusesANameThatTheLogChannelWouldRefuse) {
   const ScratchDir dir;
   for (const char* const name : {"m.txt", "a/m.log", "m.log.log", ""}) {
@@ -92,6 +98,14 @@ TEST(StartSystemForMetrics, CreatesTheDirectoryWithItsMode) {
   const ScopedUmask none(0);
   EXPECT_TRUE(Start("m.log", (dir / "metrics").c_str(), true));
   EXPECT_EQ(dir.ModeOf("metrics"), 0770U);
+  Logger().StopMetricSystem();
+}
+
+TEST(StartSystemForMetrics, LeavesTheModeOfTheDirectoryToTheUmask) {
+  const ScratchDir dir;
+  const ScopedUmask strict(027);
+  EXPECT_TRUE(Start("m.log", (dir / "metrics").c_str(), true));
+  EXPECT_EQ(dir.ModeOf("metrics"), 0750U);
   Logger().StopMetricSystem();
 }
 
