@@ -82,9 +82,12 @@ DEVIATIONS = [
     ("metrics files keep mode 0640", PRIVATE + "LogFileWriter.cpp", 'find("metrics") != std::string::npos', 'find("metrics") == 0'),
     ("a file left by an earlier run is overwritten", PRIVATE + "LogFileWriter.cpp", "IsReadable(path) ? RotateFile(path) : errno == ENOENT;", "false;"),
     ("old rotated files are kept", PRIVATE + "LogFileWriter.cpp", "    RemoveExcessRotatedFiles(*this, subDirKey);\n", ""),
+    ("a path is vetted without its length", PRIVATE + "LogFileWriter.cpp", "static_cast<int>(path.size())", "0"),
+    ("old rotated files are kept when no new file can be opened", PRIVATE + "LogFileWriter.cpp", "    RemoveExcessRotatedFiles(*this, subDirKey);\n", "    if (openFiles.count(subDirKey) != 0) RemoveExcessRotatedFiles(*this, subDirKey);\n"),
     ("a line is held back until the next", PRIVATE + "LogFileStream.cpp", "  const char* next = text.data();\n  std::size_t left = text.size();", "  static std::string held;\n  std::string now = held;\n  held = text;\n  const char* next = now.data();\n  std::size_t left = now.size();"),
     ("an interrupted write loses the line", PRIVATE + "LogFileStream.cpp", "if (written < 0 && errno == EINTR) continue;", ""),
     ("log files survive exec", PRIVATE + "LogFileStream.cpp", "treatment | O_CLOEXEC |", "treatment |"),
+    ("log files are opened for appending", PRIVATE + "LogFileStream.cpp", "open(path.c_str(), O_WRONLY |", "open(path.c_str(), O_APPEND | O_WRONLY |"),
     ("a log file is standard error for a moment", PRIVATE + "LogFileStream.cpp", "    const StandardDescriptorGuard guard;\n    descriptor =\n", "    descriptor =\n"),
     ("a log file may stay standard error", PRIVATE + "LogFileStream.cpp", "descriptor >= 0 && descriptor <= STDERR_FILENO", "descriptor >= 0 && descriptor < 0"),
     ("a second worker empties the first one's file", PRIVATE + "LogFileWriter.cpp", "nameIsFree ? Existing::Refuse : Existing::Empty", "Existing::Empty"),
@@ -108,6 +111,7 @@ DEVIATIONS = [
     ("the newest file is deleted, too", PRIVATE + "Retention.cpp", "oldestFirst.size() - 1;", "oldestFirst.size();"),
     ("the newest files go first", PRIVATE + "Retention.cpp", "left.modifyTime < right.modifyTime", "left.modifyTime > right.modifyTime"),
     ("undated files are deleted", PRIVATE + "Retention.cpp", "if (modifyTime != 0) dated", "dated"),
+    ("times of before the epoch are negative", PRIVATE + "Retention.cpp", "return left.modifyTime < right.modifyTime;", "return static_cast<std::int64_t>(left.modifyTime) < static_cast<std::int64_t>(right.modifyTime);"),
     ("one rotated file more is kept", PRIVATE + "Retention.cpp", "if (excess <= 0) return;", "if (excess <= 1) return;"),
     # ---- directories and owners
     ("directories get mode 0755", PRIVATE + "FileModes.h", "logDirectoryMode = 0750", "logDirectoryMode = 0755"),
@@ -118,6 +122,7 @@ DEVIATIONS = [
     ("links are followed when owners change", DIR + "ZinDirOwnership.cpp", "if (lchown(path,", "if (chown(path,"),
     ("an unknown account is reported each time", DIR + "ZinDirOwnership.cpp", "if (FailedOwnerNames::Instance().Insert(owner)) {", "(void)FailedOwnerNames::Instance().Insert(owner);\n    {"),
     ("sub-directories change owner", DIR + "ZinDirOwnership.cpp", "== 0 && !S_ISDIR(status.st_mode)", "== 0"),
+    ("only regular files change owner", DIR + "ZinDirOwnership.cpp", "!S_ISDIR(status.st_mode)", "S_ISREG(status.st_mode)"),
     ("the first failed owner does not end the walk", DIR + "ZinDirOwnership.cpp", "if (IsFile(child) && !ChangeOwner(child.c_str(), *account)) return failure;", "if (IsFile(child)) (void)ChangeOwner(child.c_str(), *account);"),
     # ---- metrics
     ("metrics ignore their switch", FACADE + "Metrics.cpp", "state == nullptr || LoadPlain(state->metricsPrivSwitch) != 0", "state == nullptr"),
@@ -125,6 +130,7 @@ DEVIATIONS = [
     ("dropped records are not counted", FACADE + "Metrics.cpp", "state->metricsCount.fetch_add(1);", "if (state->metricsQueue.IsRunning()) state->metricsCount.fetch_add(1);"),
     ("a record that begins with NUL is handed on", FACADE + "Metrics.cpp", "if (result <= 0 || buffer[0] == '\\0') return 0;", "if (result <= 0) return 0;"),
     ("the metrics directory gets mode 0750", PRIVATE + "FileModes.h", "metricsDirectoryMode = 0770", "metricsDirectoryMode = 0750"),
+    ("the metrics directory gets its mode whatever the umask", FACADE + "Metrics.cpp", "(void)mkdir(directory.c_str(), metricsDirectoryMode);", "if (mkdir(directory.c_str(), metricsDirectoryMode) == 0) (void)chmod(directory.c_str(), metricsDirectoryMode);"),
     ("a refused metrics start clears its flag", FACADE + "Metrics.cpp", "if (fileName == nullptr) return false;", "if (fileName == nullptr) { StorePlain(state->metricsRunning, false); return false; }"),
     ("the client directory loses its separator", FACADE + "MetricsDirectories.cpp", 'baseDir.back() == \'/\' ? "" : "/"', 'baseDir.back() == \'/\' ? "/" : ""'),
     # ---- what a tracer is told
