@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "RecordedReads.h"
+
 namespace {
 
 std::mutex mutex;
@@ -27,11 +29,13 @@ void FakeClock::SetTickStep(std::uint64_t milliseconds) {
 }
 
 ZinDateTime ZinDateTime::GetCurrentDateTime() {
+  RecordedReads::Note("date and time");
   const std::lock_guard<std::mutex> lock(mutex);
   return dateTime;
 }
 
 std::uint64_t ZinDateTime::GetCurrentTick() {
+  RecordedReads::Note("tick");
   const std::lock_guard<std::mutex> lock(mutex);
   const std::uint64_t now = tick;
   tick += tickStep;

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "RecordedReads.h"
+
 namespace {
 
 // Constants at first: the library asks for the process id while it is loaded.
@@ -26,11 +28,14 @@ void FakeIds::SetThreadId(int id) {
 }
 
 const std::string& ZinSysInfo::GetCurrentProcessName() {
+  RecordedReads::Note("process name");
   return ProcessName();
 }
 std::int32_t ZinGetProcessId() {
+  RecordedReads::Note("process id");
   return processId;
 }
 std::int32_t ZinGetThreadId() {
+  RecordedReads::Note("thread id");
   return threadId;
 }

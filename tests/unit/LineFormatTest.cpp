@@ -8,6 +8,7 @@
 #include "FakeClock.h"
 #include "FakeIds.h"
 #include "LineFormat.h"
+#include "RecordedReads.h"
 
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
@@ -104,6 +105,15 @@ TEST(FormatLogHeader, PrintsNegativeNumbersAsTheyAre) {
   EXPECT_THAT(Header(INFO, "a", -2, "f", " "), EndsWith("] [-5] [INFO] [a:-2] [f]: "));
 }
 
+TEST(FormatLogHeader, PrintsTheLongestNumbersWhole) {
+  FakeIds::SetThreadId(INT_MIN);
+  EXPECT_THAT(Header(INFO, "a", INT_MIN, "f", " "),
+              EndsWith("] [-2147483648] [INFO] [a:-2147483648] [f]: "));
+  FakeIds::SetThreadId(INT_MAX);
+  EXPECT_THAT(Header(INFO, "a", INT_MAX, "f", " "),
+              EndsWith("] [2147483647] [INFO] [a:2147483647] [f]: "));
+}
+
 TEST(FormatLogHeader, PrintsTheProcessNameWhateverItIs) {
   FakeIds::SetProcessName("an agent");
   EXPECT_THAT(Header(), StartsWith("[an agent] [2026-"));
@@ -159,6 +169,14 @@ TEST(FormatLogHeader, TakesThreeDigitMillisecondsFromTheTickAlone) {
     FakeClock::SetTick(tick);
     EXPECT_THAT(Header(), HasSubstr(std::string("[2026-01-05 09:03:07") + printed));
   }
+}
+
+// The second first: on the edge of one, a line then shows the old second with
+// a low fraction, never the new one with a high fraction.
+TEST(FormatLogHeader, ReadsTheSecondBeforeTheTickAndThenWhoIsRunning) {
+  const RecordedReads reads;
+  (void)Header();
+  EXPECT_THAT(reads.Names(), ElementsAre("date and time", "tick", "process name", "thread id"));
 }
 
 TEST(FormatLogHeader, TellsThatItWasCutAtTheCount) {
@@ -217,6 +235,12 @@ TEST(FormatFileStamp, TakesThreeDigitMillisecondsFromTheTick) {
   EXPECT_EQ(Stamp(7), "20260105090307000-007-4711");
   FakeClock::SetTick(5999);
   EXPECT_EQ(Stamp(7), "20260105090307999-007-4711");
+}
+
+TEST(FormatFileStamp, ReadsTheSecondBeforeTheTickAndThenTheProcessId) {
+  const RecordedReads reads;
+  (void)Stamp(7);
+  EXPECT_THAT(reads.Names(), ElementsAre("date and time", "tick", "process id"));
 }
 
 TEST(FormatFileStamp, PadsEveryPartOfTheDate) {
