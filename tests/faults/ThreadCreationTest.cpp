@@ -61,6 +61,14 @@ TEST_F(ThreadCreation, LeavesTheQueueRunningWhenItFails) {
   EXPECT_TRUE(FacadeState().logQueue.IsRunning());
 }
 
+TEST_F(ThreadCreation, LeavesTheAcceptedNameBehindWhenItFails) {
+  calls.Fail("thread", EAGAIN, 1);
+
+  EXPECT_THROW(Start(), std::system_error);
+
+  EXPECT_EQ(logger.GetLogName(), "app.log");
+}
+
 TEST_F(ThreadCreation, LosesNoLineWhenALaterStartSucceeds) {
   calls.Fail("thread", EAGAIN, 1);
   EXPECT_THROW(Start(), std::system_error);

@@ -11,8 +11,11 @@
 #include "ZinLogger.h"
 #include "ZinLoggerPrivate.h"
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace {
 
@@ -145,6 +148,15 @@ TEST(StartSystem, ReturnsTrueForANullNameWhenNothingRuns) {
   EXPECT_EQ(FacadeState().logLevel, ERROR);
   EXPECT_FALSE(FacadeState().logRunning);
   EXPECT_FALSE(FacadeState().logQueue.IsRunning());
+}
+
+TEST(StartSystem, SetsTheLevelBeforeItStopsTheChannelsForANullName) {
+  const ScratchDir dir;
+  EXPECT_TRUE(Start("app.log", dir.Path().c_str()));
+  LogText(INFO, "hello");
+  EXPECT_TRUE(Start(nullptr, nullptr, WARN));
+  EXPECT_THAT(dir.Read("app.log"), AllOf(HasSubstr("]: hello\n"), Not(HasSubstr("EXIT"))));
+  EXPECT_THAT(TakeCachedLines(), AllOf(HasSubstr("]: hello\n"), Not(HasSubstr("EXIT"))));
 }
 
 TEST(StartSystem, LooksAtNoDirectoryForANullName) {
