@@ -51,6 +51,23 @@ TEST(BlockingQueue, ReturnsAtOnceFromWaitUntilStoppedWhenItIsNotRunning) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
+TEST(BlockingQueue, TellsWhetherItRunsAndItsSizeWhileItsMutexesAreHeld) {
+  BlockingQueue queue(10);
+  queue.Start();
+  queue.Push("", "line");
+  std::atomic<bool> answered{false};
+  queue.LockForFork();
+  std::jthread reader([&] {
+    EXPECT_TRUE(queue.IsRunning());
+    EXPECT_EQ(queue.Size(), 1u);
+    answered = true;
+  });
+
+  EXPECT_TRUE(WaitUntilTrue([&] { return answered.load(); }));
+
+  queue.UnlockInParent();
+}
+
 TEST(BlockingQueue, WakesAWorkerThatWaitsForARecord) {
   BlockingQueue queue(10);
   const auto worker = queue.Start();
@@ -185,6 +202,22 @@ TEST(BlockingQueue, LetsAStopperGoWhenItIsStartedAnew) {
   waiting.join();
   EXPECT_EQ(taken.second, "line");
   EXPECT_TRUE(queue.IsRunning());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 9s);
+}
+
+// The stopper finds out by the notification of a record that is refused.
+TEST(BlockingQueue, NotifiesByAPushThatItDropsAsByOneThatItTakes) {
+  BlockingQueue queue(0);
+  queue.Start();
+  queue.PushExitMarker();
+  const auto start = std::chrono::steady_clock::now();
+  std::thread stopper = StartAsleep([&] { queue.WaitUntilStopped(); });
+  queue.Start();
+
+  queue.Push("", "dropped");
+
+  stopper.join();
+  EXPECT_EQ(queue.Size(), 0u);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 9s);
 }
 

@@ -11,6 +11,7 @@
 #include "LogCalls.h"
 #include "RecentLogCache.h"
 #include "Text.h"
+#include "WaitUntilTrue.h"
 #include "ZinLogger.h"
 
 using ::testing::SizeIs;
@@ -213,6 +214,23 @@ TEST(ZinGetCacheLog, ReadsTheOneCacheOfTheProcess) {
 }
 
 // ---- Threads -----------------------------------------------------------------
+
+TEST(RecentLogCache, NeedsNoLockForACallThatHasNothingToDo) {
+  RecentLogCache cache;
+  AppendLines(cache, 1, 3);
+  std::atomic<bool> answered{false};
+  cache.LockForFork();
+  std::jthread other([&] {
+    EXPECT_EQ(cache.GetBatch(0), "");
+    EXPECT_EQ(cache.GetBatch(-5), "");
+    cache.ClearBatch(false);
+    answered = true;
+  });
+
+  EXPECT_TRUE(WaitUntilTrue([&] { return answered.load(); }));
+
+  cache.UnlockAfterFork();
+}
 
 TEST(RecentLogCache, HandsEveryLineOutOnceWhileSeveralThreadsAppend) {
   constexpr int threadCount = 4;
