@@ -119,6 +119,14 @@ TEST(ProcessExitWithStaticObjects, LetsThoseLogThatTheLoggerOutlivesAndNoOthers)
   }
 }
 
+TEST(ProcessExitWithStaticObjects, SendsTheWorkersAwayWithTheLoggersDestruction) {
+  const ScratchDir dir;
+
+  const ProgramResult result = RunProgram({CHANNEL_PROBE, "workers-after-destruction", dir.Path()});
+
+  EXPECT_EQ(result.exitCode, 0) << result.standardOutput << result.standardError;
+}
+
 TEST(ProcessExitWithStaticObjects, MakesEveryCallAfterTheLoggersDestructionDoNothing) {
   for (int i = 0; i < repetitions; ++i) {
     const ScratchDir dir;

@@ -11,7 +11,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path allThreads = "/proc/self/task";
+// Never destroyed: a probe looks at its threads while it exits.
+const fs::path& allThreads = *new fs::path("/proc/self/task");
 
 // What follows "name:" and blanks in a thread's status; empty when it has ended.
 std::string StatusField(const fs::path& thread, const std::string& name) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Probe.h"
+#include "Threads.h"
 
 // Each of these ends its process in another way, with the channel running
 // unless it says otherwise.
@@ -177,6 +178,19 @@ int UseTheLoggerAfterItsDestruction(const Arguments& arguments) {
   return 0;
 }
 
+// They would otherwise sleep on, beside whatever else happens at the exit.
+int SeeTheWorkersLeaveAfterTheLoggersDestruction(const Arguments& arguments) {
+  static const auto workers = [] {
+    return ThreadsNamed("zin-log-worker").size() + ThreadsNamed("zin-met-worker").size();
+  };
+  StartLog(arguments.at(0));
+  StartMetrics(arguments.at(0) + "/metrics");
+  // A thread bears its creator's name until it sets its own.
+  WaitUntil([] { return workers() == 2; }, "workers that have begun");
+  early.atDestruction = [] { WaitUntil([] { return workers() == 0; }, "workers that leave"); };
+  return 0;
+}
+
 }  // namespace
 
 Command FindExitCommand(const std::string& name) {
@@ -194,6 +208,7 @@ Command FindExitCommand(const std::string& name) {
       {"static-objects", LogFromStaticObjects},
       {"static-objects-while-running", LogFromStaticObjectsWhileTheChannelRuns},
       {"after-destruction", UseTheLoggerAfterItsDestruction},
+      {"workers-after-destruction", SeeTheWorkersLeaveAfterTheLoggersDestruction},
   };
   const auto found = commands.find(name);
   return found == commands.end() ? Command() : found->second;
