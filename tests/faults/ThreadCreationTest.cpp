@@ -4,14 +4,25 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
 #include <system_error>
 
 #include "FacadeState.h"
 #include "FailingCalls.h"
+#include "FakeSleep.h"
 #include "ScratchDir.h"
+#include "WaitUntilTrue.h"
 #include "ZinLoggerPrivate.h"
 
 namespace {
+
+// A sanitizer may have one of its own.
+std::ptrdiff_t ThreadCount() {
+  namespace fs = std::filesystem;
+  return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+}
 
 class ThreadCreation : public ::testing::Test {
  protected:
@@ -92,6 +103,21 @@ TEST_F(ThreadCreation, LeavesAChannelThatWorksWithoutItsRetentionThread) {
   logger.StopSystem();
 
   EXPECT_NE(dir.Read("app.log").find("written all the same"), std::string::npos);
+}
+
+// The flag is still set when the start asks for the thread, and cleared before
+// the thread begins.
+TEST_F(ThreadCreation, LetsTheRetentionThreadReadTheFlagItself) {
+  calls.Before(
+      "thread", [] { FacadeState().logRunning = false; }, 2);
+
+  const auto before = ThreadCount();
+
+  EXPECT_TRUE(Start());
+  logger.StopSystem();
+
+  EXPECT_TRUE(WaitUntilTrue([&] { return ThreadCount() == before; }));
+  EXPECT_EQ(FakeSleep::EnteredCount(), 0);
 }
 
 TEST_F(ThreadCreation, RestoresTheSignalMaskWhenItFails) {
