@@ -45,13 +45,13 @@ TEST(LogWorkTask, MarksTheQueueStoppedBeforeTheFilesAreClosed) {
 // negative. No disk is needed: failed writes count, and the queue holds a line
 // that equals the one before it in a few bytes.
 TEST(SlowLogWorkTask, RotatesPastTwoGiBAtASizeOf2048) {
-  constexpr int linesOfTwoGiB = 32;
+  constexpr int linesOfTwoGiB = 2048;
   const ScratchDir dir;
   FailingCalls calls;
   calls.UseNoAccount();
   calls.FailFrom("write", ENOSPC);
   ZinLoggerPrivate state;
-  state.logQueue.SetCapacity(100);
+  state.logQueue.SetCapacity(10000);
   const auto worker = state.logQueue.Start();
   const std::string line(MiB(2048) / linesOfTwoGiB, 'x');
   for (int i = 0; i < linesOfTwoGiB; ++i) state.logQueue.Push("", line);
