@@ -85,15 +85,19 @@ TEST(StandardError, IsTriedAfreshWhenTheStreamWasLeftBad) {
 
 TEST(StandardError, IsOnlyMarkedBadByANullLine) {
   const CapturedStandardError standardError;
+  std::cerr.setstate(std::ios_base::eofbit);
   FacadeState().forcedLog("", nullptr);
   EXPECT_TRUE(std::cerr.bad());
+  EXPECT_TRUE(std::cerr.eof());
   EXPECT_EQ(standardError.Text(), "");
 }
 
 TEST(StandardError, IsOnlyMarkedBadByANullMetricsText) {
   const CapturedStandardError standardError;
+  std::cerr.setstate(std::ios_base::eofbit);
   FacadeState().forcedLogForMetrics(nullptr);
   EXPECT_TRUE(std::cerr.bad());
+  EXPECT_TRUE(std::cerr.eof());
   EXPECT_EQ(standardError.Text(), "");
 }
 

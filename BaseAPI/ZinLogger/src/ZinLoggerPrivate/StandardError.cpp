@@ -64,7 +64,8 @@ void WriteToStandardError(const char* line) {
   const BrokenPipeGuard noBrokenPipe;
   const std::lock_guard<std::mutex> lock(streamMutex);
   try {
-    std::cerr.clear();
+    // A null line writes nothing: it only sets the bad bit.
+    if (line != nullptr) std::cerr.clear();
     std::cerr << line;
   } catch (const std::ios_base::failure&) {
     // The application asked std::cerr to throw; a lost line is all there is.
