@@ -1,5 +1,9 @@
 #include "Driver.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -21,6 +25,20 @@ void StartLogWith(const std::string& directory, const LogSettings& settings) {
   Require(Logger().StartSystem(settings.fileName, directory.c_str(), settings.keepFiles,
                                settings.fileSizeMiB, INFO, settings.queueCapacity, true),
           "cannot start the log channel");
+}
+
+void Stall(const std::string& path) {
+  Require(mkfifo(path.c_str(), 0640) == 0, "no fifo " + path);
+}
+
+void EndStall(const std::string& path) {
+  WaitUntil(
+      [&] {
+        const int writer = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        if (writer >= 0) (void)close(writer);
+        return writer >= 0;
+      },
+      "the stalled worker at " + path);
 }
 
 unsigned CountThreads(const std::string& nameBegin) {

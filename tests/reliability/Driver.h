@@ -23,6 +23,12 @@ struct LogSettings {
 };
 void StartLogWith(const std::string& directory, const LogSettings& settings);
 
+// Holds up a worker: a FIFO in the place of its file, which it opens for reading
+// and waits for a writer. EndStall waits for it there and is this writer; the
+// worker then moves the FIFO aside as it would a file.
+void Stall(const std::string& path);
+void EndStall(const std::string& path);
+
 // Threads of this process whose name, as the kernel shows it, begins so.
 unsigned CountThreads(const std::string& nameBegin);
 

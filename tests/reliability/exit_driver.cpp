@@ -2,14 +2,19 @@
 // that a service does without a stop, with lines still queued. Slot i of the
 // ledger: records that thread i has handed over.
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
 #include "Driver.h"
+#include "Sanitizers.h"
 
 namespace {
 
-constexpr std::uint64_t queuedLines = 100000;
+// Callers are slowed down more than the worker, which would keep up with them; so
+// it is held up until the last line is queued.
+constexpr bool workerIsHeldUp = builtWithThreadSanitizer || builtWithAddressSanitizer;
+constexpr std::uint64_t queuedLines = workerIsHeldUp ? 10000 : 100000;
 constexpr unsigned threadCount = 4;
 constexpr unsigned threadOfEarlyObject = 100;
 constexpr unsigned threadOfLateObject = 101;
@@ -43,6 +48,11 @@ class LogsWhenDestroyed {
 // Built before the logger, so it is destroyed after it.
 const LogsWhenDestroyed earlyObject(threadOfEarlyObject);
 
+void QueueLines(const std::string& dir) {
+  LogLines(0, queuedLines);
+  if (workerIsHeldUp) EndStall(dir + "/app.log");
+}
+
 void StartLogging(unsigned threads) {
   for (unsigned thread = 0; thread < threads; ++thread) {
     std::thread([thread] { LogLines(thread, UINT64_MAX); }).detach();
@@ -57,9 +67,14 @@ void StartLogging(unsigned threads) {
   for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
+bool EndsWithQueue(const std::string& kind) {
+  return kind == "return-queued" || kind == "return-two-workers" || kind == "quick_exit" ||
+         kind == "_exit";
+}
+
 int End(const std::string& kind, const std::string& dir) {
   if (kind == "return-queued") {
-    LogLines(0, queuedLines);
+    QueueLines(dir);
     return 0;
   }
   if (kind == "return-logging") {
@@ -68,7 +83,7 @@ int End(const std::string& kind, const std::string& dir) {
   }
   if (kind == "return-two-workers") {
     StartLogWith(dir, {});
-    LogLines(0, queuedLines);
+    QueueLines(dir);
     return 0;
   }
   if (kind == "exit-second-thread") {
@@ -81,7 +96,7 @@ int End(const std::string& kind, const std::string& dir) {
     LogLines(0, 1000);
     return 0;
   }
-  LogLines(0, queuedLines);
+  QueueLines(dir);
   if (kind == "quick_exit") std::quick_exit(0);
   if (kind == "_exit") _exit(0);
   Fail("no such kind: " + kind);
@@ -95,6 +110,10 @@ int main(int argc, char** argv) {
   const std::string kind = argv[3];
   LogSettings settings;
   if (kind == "return-two-workers" || kind == "late-destructor") settings.fileSizeMiB = 1;
+  if (workerIsHeldUp && EndsWithQueue(kind)) {
+    std::filesystem::create_directories(argv[1]);
+    Stall(std::string(argv[1]) + "/app.log");
+  }
   StartLogWith(argv[1], settings);
   return End(kind, argv[1]);
 }

@@ -15,6 +15,8 @@ import sys
 import tempfile
 import time
 
+from sanitizers import TEXT_SHOWN, Sanitizers, headline_of
+
 HANG_SECONDS = 60  # a run takes less than a second, a stop at most ten per channel
 
 
@@ -90,7 +92,7 @@ class Tally:
 class Stage:
     """Where campaigns play: the programs, a scratch folder, how many runs."""
 
-    def __init__(self, programs, quick, jobs):
+    def __init__(self, programs, quick, jobs, sanitizers=""):
         self.programs = pathlib.Path(programs)
         self.library = self.programs / "../../BaseAPI/ZinLogger/libZinLogger.so.1"
         self.quick = quick
@@ -98,6 +100,9 @@ class Stage:
         base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="zin-reliability-log-", dir=base))
         self.scratch.chmod(0o755)
+        self.sanitizers = Sanitizers(sanitizers, self.scratch)
+        # How much longer a process may take than one without sanitizers.
+        self.patience = 5 if self.sanitizers else 1
         self.running = set()  # process groups that this stage has started
         self.is_closed = False
 
@@ -127,7 +132,7 @@ class Stage:
         """Starts a program in a process group of its own."""
         if self.is_closed:
             raise RuntimeError("no program is started any more")
-        full_env = dict(os.environ, **(env or {}))
+        full_env = dict(os.environ, **self.sanitizers.environment(), **(env or {}))
         self.running = {process for process in self.running.copy() if process.returncode is None}
         process = subprocess.Popen([str(a) for a in args], env=full_env, start_new_session=True,
                                    stdin=subprocess.DEVNULL, **settings)
@@ -135,13 +140,14 @@ class Stage:
         return process
 
     def run(self, args, env=None, limit=HANG_SECONDS, **settings):
-        """Runs a program to its end, or ends its process group after `limit`."""
+        """Runs a program to its end, or ends its process group after `limit`
+        seconds; with sanitizers, after some times as many."""
         began = time.monotonic()
         settings.setdefault("stdout", subprocess.PIPE)
         settings.setdefault("stderr", subprocess.PIPE)
         process = self.start(args, env, errors="replace", text=True, **settings)
         try:
-            out, err = process.communicate(timeout=limit)
+            out, err = process.communicate(timeout=limit * self.patience)
             hung = False
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
@@ -156,6 +162,17 @@ class Stage:
         if run.status != 0:
             raise RuntimeError(f"check_records: {run.err}")
         return json.loads(run.out)
+
+    def judge_reports(self, row):
+        """A report of a sanitizer makes its row fall short."""
+        reports = self.sanitizers.take_reports()
+        if not reports:
+            return
+        for report in reports[:3]:
+            print(f"    ---- sanitizer report, {row.fault}:\n{report[:TEXT_SHOWN]}", file=sys.stderr, flush=True)
+        before = "" if row.good else f" ({row.result})"
+        row.result = f"{len(reports)} SANITIZER REPORTS: {headline_of(reports[0])}{before}"
+        row.good = False
 
     def each(self, function, cases, jobs=None):
         """function(case) for all cases, a few at a time, as they come."""

@@ -81,22 +81,6 @@ void TwoStarts(const std::string& dir, unsigned count) {
   }
 }
 
-// A FIFO in the place of both channels' files holds up the workers.
-void Stall(const std::string& fifo) {
-  Require(mkfifo(fifo.c_str(), 0640) == 0, "no fifo " + fifo);
-}
-
-void EndStall(const std::string& fifo) {
-  // The worker waits in an open for reading; this is the writer it waits for.
-  WaitUntil(
-      [&] {
-        const int writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        if (writer >= 0) (void)close(writer);
-        return writer >= 0;
-      },
-      "the stalled worker at " + fifo);
-}
-
 void CheckStalledStop(double seconds, double channels) {
   Require(seconds > 9.5 * channels && seconds < longestStopOfStalled * channels,
           "a stop with stuck workers took " + std::to_string(seconds) + " s");

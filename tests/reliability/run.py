@@ -36,6 +36,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
 from harness import Stage  # noqa: E402  (the path above comes first)
+from sanitizers import LEFT_OUT  # noqa: E402
 
 CAMPAIGNS = ["checker", "kill", "exits", "restarts", "forks", "accounting", "syscalls", "allocations", "disks", "hostile", "soak", "peers"]
 ONLY_IN_FULL = ["peers"]  # and when named: they need packages of other libraries
@@ -89,34 +90,64 @@ def parse(arguments):
     parser.add_argument("--programs", required=True, type=pathlib.Path, help=argparse.SUPPRESS)
     parser.add_argument("--quick", action="store_true", help="a sample of each campaign")
     parser.add_argument("--results", type=pathlib.Path, help="folder for the table")
+    parser.add_argument("--sanitizers", default="", metavar="NAMES",
+                        help="address,undefined or thread: build with these, and count what they report")
     parser.add_argument("--jobs", type=int, default=max(2, os.cpu_count() or 2))
     parser.add_argument("campaign", nargs="*", help=", ".join(CAMPAIGNS))
     options = parser.parse_args(arguments)
     unknown = [name for name in options.campaign if name not in CAMPAIGNS]
     if unknown:
         parser.error(f"no campaign {unknown[0]}; there are: {', '.join(CAMPAIGNS)}")
+    if options.sanitizers:
+        for name in options.campaign:
+            if name in LEFT_OUT:
+                parser.error(f"{name} cannot run with sanitizers: {LEFT_OUT[name]}")
     return options
+
+
+def chosen(options):
+    """The names of the campaigns; says which are left out."""
+    names = options.campaign or [n for n in CAMPAIGNS if not (options.quick and n in ONLY_IN_FULL)]
+    if options.sanitizers:
+        for name, reason in LEFT_OUT.items():
+            if not options.campaign:
+                print(f"left out with sanitizers: {name}: {reason}", file=sys.stderr, flush=True)
+        names = [name for name in names if name not in LEFT_OUT]
+    return names
+
+
+def play(stage, name):
+    """The rows of a campaign, judged by the sanitizers' reports, too."""
+    began = time.monotonic()
+    try:
+        for row in importlib.import_module(f"campaigns.{name}").rows(stage):
+            stage.judge_reports(row)
+            print(f"  {row.fault}: {row.runs:,} runs, {row.result}", file=sys.stderr, flush=True)
+            yield row
+    except Exception:
+        for report in stage.sanitizers.take_reports():
+            print(report, file=sys.stderr)
+        raise
+    print(f"{name}: {time.monotonic() - began:.1f} s", file=sys.stderr, flush=True)
 
 
 def main(arguments):
     options = parse(arguments)
-    names = options.campaign or [n for n in CAMPAIGNS if not (options.quick and n in ONLY_IN_FULL)]
+    names = chosen(options)
     began = time.monotonic()
     found = []
-    stage = Stage(options.programs, options.quick, options.jobs)
+    stage = Stage(options.programs, options.quick, options.jobs, options.sanitizers)
     # Ended from outside, it takes what it has started along.
     signal.signal(signal.SIGTERM, lambda *_: (stage.close(), os._exit(143)))
     try:
         for name in names:
-            campaign_began = time.monotonic()
-            for row in importlib.import_module(f"campaigns.{name}").rows(stage):
-                found.append(row)
-                print(f"  {row.fault}: {row.runs:,} runs, {row.result}", file=sys.stderr, flush=True)
-            print(f"{name}: {time.monotonic() - campaign_began:.1f} s", file=sys.stderr, flush=True)
+            found += play(stage, name)
     finally:
         stage.close()
 
-    command = " ".join(["scripts/reliability", *(["--quick"] if options.quick else []), *options.campaign])
+    settings = [*(["--quick"] if options.quick else []),
+                *(["--sanitizers", options.sanitizers] if options.sanitizers else [])]
+    command = " ".join(["scripts/reliability", *settings, *options.campaign])
     top = header(command, time.monotonic() - began)
     print("\n".join(["", *top, ""] + as_text(map(cells, found))))
     if options.results:

@@ -3,13 +3,13 @@
 from harness import LedgerView, Tally, count_of, damage, gaps_of
 
 KINDS = (
-    ("return-queued", "return from main, 100,000 lines queued"),
+    ("return-queued", "return from main, {lines} lines queued"),
     ("return-logging", "return from main, four threads still log"),
-    ("return-two-workers", "return from main, two workers, 100,000 lines"),
+    ("return-two-workers", "return from main, two workers, {lines} lines"),
     ("exit-second-thread", "exit() in a second thread, two threads log"),
     ("late-destructor", "log calls out of destructors of static objects, older and younger than the logger"),
-    ("quick_exit", "quick_exit, 100,000 lines queued"),
-    ("_exit", "_exit, 100,000 lines queued"),
+    ("quick_exit", "quick_exit, {lines} lines queued"),
+    ("_exit", "_exit, {lines} lines queued"),
 )
 THREADS = [*range(4), 100, 101]
 
@@ -36,8 +36,9 @@ def end_once(stage, kind):
 
 
 def rows(stage):
+    lines = "10,000" if stage.sanitizers else "100,000"
     for kind, text in KINDS:
-        tally = Tally(text, "what is queued")
+        tally = Tally(text.format(lines=lines), "what is queued")
         most = with_loss = 0
         for problem, _, lost in stage.each(lambda k: end_once(stage, k), [kind] * stage.count(1000, 10)):
             tally.add(problem)
