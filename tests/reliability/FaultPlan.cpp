@@ -42,11 +42,14 @@ FaultPlan::FaultPlan() : keepFolder(Setting("ZIN_FAULT_KEEP")) {
   in >> firstCall >> colon >> error >> colon >> callCount;
 }
 
-// The driver is the main thread; whatever else runs belongs to the library.
+// The driver is the main thread; whatever else runs belongs to the library, and so
+// do two calls of a start.
 bool FaultPlan::Counts(const char* call) const {
   if (!isActive.load()) return false;
   const bool isMain = gettid() == getpid();
-  return isMain == (std::strcmp(call, "pthread_create") == 0);
+  const bool isOfStart =
+      std::strcmp(call, "pthread_create") == 0 || std::strcmp(call, "start_mkdir") == 0;
+  return isMain == isOfStart;
 }
 
 std::optional<int> FaultPlan::Decide(const char* call, const char* path) {

@@ -37,6 +37,10 @@ class Inside {
   bool isOuter;
 };
 
+// The calls of whoever starts up the process, a sanitizer's runtime for one, come
+// before there is memory to be had.
+std::atomic<bool> isBegun{false};
+
 FaultPlan& Plan() {
   return FaultPlan::Instance();
 }
@@ -54,16 +58,18 @@ void NoteDescriptor(int descriptor, bool isSentinel) {
   }
 }
 
-// The C library's function that a wrapper stands for.
+// The C library's function that a wrapper stands for. `known` has no constructor
+// and no guard, which could not be passed before a sanitizer's runtime is set up.
 template <typename Function>
-Function Real(const char* name) {
-  void* const found = dlsym(RTLD_NEXT, name);
-  if (found == nullptr) std::abort();
-  return reinterpret_cast<Function>(found);
+Function Next(std::atomic<void*>& known, const char* name) {
+  if (known.load() == nullptr) known = dlsym(RTLD_NEXT, name);
+  if (known.load() == nullptr) std::abort();
+  return reinterpret_cast<Function>(known.load());
 }
 
 // Whether the call fails; errno is set then.
 bool Fails(const char* call, const char* path) {
+  if (!isBegun.load()) return false;
   const Inside inside;
   if (!inside.isOuter) return false;
   const auto error = Plan().Decide(call, path);
@@ -94,7 +100,9 @@ void BeforeEmptying(const char* path) {
 
 }  // namespace
 
-#define ZIN_NEXT(name) static const auto next = Real<decltype(&name)>(#name)
+#define ZIN_NEXT(name)                                \
+  static constinit std::atomic<void*> known{nullptr}; \
+  const auto next = Next<decltype(&name)>(known, #name)
 
 #define ZIN_PATH_CALL(name, type, failed, parameters, ...) \
   extern "C" type name parameters noexcept {               \
@@ -103,7 +111,6 @@ void BeforeEmptying(const char* path) {
     return next(__VA_ARGS__);                              \
   }
 
-ZIN_PATH_CALL(mkdir, int, -1, (const char* path, mode_t mode), path, mode)
 ZIN_PATH_CALL(chmod, int, -1, (const char* path, mode_t mode), path, mode)
 ZIN_PATH_CALL(lchown, int, -1, (const char* path, uid_t user, gid_t group), path, user, group)
 ZIN_PATH_CALL(rmdir, int, -1, (const char* path), path)
@@ -111,6 +118,12 @@ ZIN_PATH_CALL(stat, int, -1, (const char* path, struct stat* status), path, stat
 ZIN_PATH_CALL(realpath, char*, nullptr, (const char* path, char* resolved), path, resolved)
 ZIN_PATH_CALL(readlink, ssize_t, -1, (const char* path, char* target, std::size_t size), path,
               target, size)
+
+// A start makes the directory of the metrics channel on the caller's thread.
+extern "C" int mkdir(const char* path, mode_t mode) noexcept {
+  ZIN_NEXT(mkdir);
+  return Fails(gettid() == getpid() ? "start_mkdir" : "mkdir", path) ? -1 : next(path, mode);
+}
 
 // A name that is looked up in vain stands in for one that exists, so a rename
 // or a look that fails excuses the emptying that follows.
@@ -280,6 +293,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 // ---- Faults.h --------------------------------------------------------------
 
 void FaultsBegin() {
+  isBegun = true;
   Plan().isWatching = true;
   Plan().isActive = true;
 }

@@ -38,7 +38,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from harness import Stage  # noqa: E402  (the path above comes first)
 from sanitizers import LEFT_OUT  # noqa: E402
 
-CAMPAIGNS = ["checker", "kill", "exits", "restarts", "forks", "accounting", "syscalls", "allocations", "disks", "hostile", "soak", "peers"]
+CAMPAIGNS = ["checker", "kill", "exits", "restarts", "forks", "accounting", "syscalls", "metrics", "allocations", "disks", "hostile", "soak", "peers"]
 ONLY_IN_FULL = ["peers"]  # and when named: they need packages of other libraries
 
 

@@ -9,26 +9,16 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include <system_error>
+#include <vector>
 
 #include "Driver.h"
+#include "FaultAccount.h"
 #include "Faults.h"
-#include "RecordCheck.h"
 
 namespace {
 
-constexpr std::uint64_t linesBefore = 4;  // of an earlier run, writer 0
-constexpr std::uint64_t linesFaulty = 8;  // while calls fail, writer 1
-constexpr std::uint64_t linesAfter = 4;   // when they fail no more, writer 1
 constexpr int rotateEveryLine = 4096;
-
-std::string report;  // standard output may be closed
-
-[[noreturn]] void Broken(const std::string& reason) {
-  std::ofstream(report) << reason << '\n';
-  _exit(1);
-}
 
 // Two files take turns.
 const char* KeyOf(std::uint64_t sequence) {
@@ -57,36 +47,15 @@ bool TryToStart(const std::string& dir, const LogSettings& settings) {
   }
 }
 
-bool IsOnDisk(const RecordCheck& check, unsigned writer, std::uint64_t sequence) {
-  const RecordCheck::Stream* const stream = check.Find(writer, 0);
-  return stream != nullptr && sequence < stream->timesSeen.size() &&
-         stream->timesSeen[sequence] != 0;
-}
-
-unsigned CountFailedWrites() {
-  unsigned count = 0;
-  for (unsigned line = 0; line < linesFaulty; ++line) count += FaultsWriteFailedAt(line) ? 1U : 0U;
-  return count;
-}
-
 // `kept` holds what was emptied and removed on the way.
 void CheckAccount(const std::string& dir, const std::string& kept) {
   RecordCheck check(LineShapes::WithHeader("syscall_driver"));
   for (const std::string& folder : {dir, dir + "/net", kept}) {
     if (std::filesystem::is_directory(folder)) check.Add(folder);
   }
-  if (check.damaged > 0) Broken("damaged: " + check.firstDamaged);
-  if (check.duplicates > 0) Broken("doubled lines");
-  if (check.cutInside + check.cutTails > CountFailedWrites()) Broken("cut where no write failed");
-  if (FaultsUnexcused() > 0) Broken("a file was emptied without a reason");
-
-  for (std::uint64_t i = 0; i < linesBefore; ++i) {
-    if (!IsOnDisk(check, 0, i)) Broken("lost line " + std::to_string(i) + " of the earlier run");
-  }
-  for (unsigned i = 0; i < linesFaulty + linesAfter; ++i) {
-    const bool isExcused = i < linesFaulty && (FaultsWriteFailedAt(i) || FaultsOpenFailedAt(i));
-    if (!IsOnDisk(check, 1, i) && !isExcused) Broken("lost line " + std::to_string(i));
-  }
+  std::vector<SequenceRange> lines;
+  for (std::uint64_t i = 0; i < linesFaulty + linesAfter; ++i) lines.push_back({i, i + 1});
+  CheckFaultAccount(check, linesBefore, lines);
 }
 
 bool Has(const std::string& variant, const char* feature) {
@@ -107,7 +76,7 @@ int main(int argc, char** argv) {
   const std::string kept = argv[2];
   const std::string variant = argv[3];
   const std::string dir = std::string(argv[1]) + (Has(variant, "metrics") ? "/metrics" : "/plain");
-  report = std::string(argv[1]) + "/report.txt";
+  ReportTo(std::string(argv[1]) + "/report.txt");
   std::filesystem::create_directories(dir);
 
   // An earlier run leaves its files.
@@ -130,7 +99,6 @@ int main(int argc, char** argv) {
   for (unsigned i = linesFaulty; i < linesFaulty + linesAfter; ++i) LogInLockstep({1, 0, i}, i);
   Logger().StopSystem();
   CheckAccount(dir, kept);
-  std::ofstream(report) << "{\"injected\": " << FaultsInjected()
-                        << ", \"counts\": " << FaultsCounts() << "}\n";
+  ReportCalls();
   return 0;
 }
