@@ -1,8 +1,10 @@
-// Linked before the C library: lets the k-th allocation of the process fail, and
+// Linked before the C library, or into the driver when a sanitizer's allocator
+// stands in the C library's place: lets the k-th allocation of the process fail, and
 // the count - 1 that follow (ZIN_ALLOCATION="<k>:<count>"), whoever makes it:
 // operator new takes its memory from malloc, too. Counts between
 // AllocationsBegin and AllocationsEnd.
 #include <dlfcn.h>
+#include <pthread.h>
 #include <pwd.h>
 
 #include <atomic>
@@ -12,11 +14,18 @@
 
 #include "Allocations.h"
 
+// The allocator behind: the C library's, or the sanitizer's.
+#ifdef ZIN_SANITIZED
+#define ZIN_REAL(name) __interceptor_##name
+#else
+#define ZIN_REAL(name) __libc_##name
+#endif
+
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
+void* ZIN_REAL(malloc)(std::size_t size);
+void* ZIN_REAL(calloc)(std::size_t count, std::size_t size);
+void* ZIN_REAL(realloc)(void* memory, std::size_t size);
+void* ZIN_REAL(memalign)(std::size_t alignment, std::size_t size);
 }
 
 namespace {
@@ -27,12 +36,21 @@ std::atomic<unsigned long> counted{0};
 std::atomic<unsigned long> firstFailing{0};
 std::atomic<unsigned long> failingCount{0};
 
-// The C library's own account lookup ends the process without memory, by a
-// null pointer or by an abort ("Unexpected error."); nobody above can help it.
-[[gnu::tls_model("initial-exec")]] thread_local bool looksUpAccount = false;
+// Where memory never fails. The C library's own account lookup ends the process
+// without it, by a null pointer or by an abort ("Unexpected error."); nobody above
+// can help it. Nor can anybody when a sanitizer's runtime sets up a thread.
+[[gnu::tls_model("initial-exec")]] thread_local bool isSpared = false;
+
+// The C library's function that a wrapper stands for; no guard, for a thread may
+// not be set up for one yet.
+template <typename Function>
+Function Next(std::atomic<void*>& known, const char* name) {
+  if (known.load() == nullptr) known = dlsym(RTLD_NEXT, name);
+  return reinterpret_cast<Function>(known.load());
+}
 
 bool Fails() {
-  if (!isCounting.load() || looksUpAccount) return false;
+  if (!isCounting.load() || isSpared) return false;
   const unsigned long number = ++counted;
   const unsigned long first = firstFailing.load();
   if (first == 0 || number < first || number - first >= failingCount.load()) return false;
@@ -45,29 +63,41 @@ bool Fails() {
 extern "C" {
 
 void* malloc(std::size_t size) {
-  return Fails() ? nullptr : __libc_malloc(size);
+  return Fails() ? nullptr : ZIN_REAL(malloc)(size);
 }
 void* calloc(std::size_t count, std::size_t size) {
-  return Fails() ? nullptr : __libc_calloc(count, size);
+  return Fails() ? nullptr : ZIN_REAL(calloc)(count, size);
 }
 void* realloc(void* memory, std::size_t size) {
-  return Fails() ? nullptr : __libc_realloc(memory, size);
+  return Fails() ? nullptr : ZIN_REAL(realloc)(memory, size);
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  return Fails() ? nullptr : __libc_memalign(alignment, size);
+  return Fails() ? nullptr : ZIN_REAL(memalign)(alignment, size);
 }
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-  *memory = Fails() ? nullptr : __libc_memalign(alignment, size);
+  *memory = Fails() ? nullptr : ZIN_REAL(memalign)(alignment, size);
   return *memory == nullptr ? ENOMEM : 0;
 }
 
 int getpwnam_r(const char* name, passwd* record, char* buffer, std::size_t size, passwd** found) {
-  static const auto next = reinterpret_cast<decltype(&getpwnam_r)>(dlsym(RTLD_NEXT, "getpwnam_r"));
-  looksUpAccount = true;
-  const int result = next(name, record, buffer, size, found);
-  looksUpAccount = false;
+  static constinit std::atomic<void*> known{nullptr};
+  isSpared = true;
+  const int result =
+      Next<decltype(&getpwnam_r)>(known, "getpwnam_r")(name, record, buffer, size, found);
+  isSpared = false;
   return result;
 }
+
+#ifdef ZIN_SANITIZED
+int pthread_getattr_np(pthread_t thread, pthread_attr_t* attributes) noexcept {
+  static constinit std::atomic<void*> known{nullptr};
+  isSpared = true;
+  const int result =
+      Next<decltype(&pthread_getattr_np)>(known, "pthread_getattr_np")(thread, attributes);
+  isSpared = false;
+  return result;
+}
+#endif
 
 void AllocationsBegin() {
   if (const char* const setting = std::getenv("ZIN_ALLOCATION")) {
