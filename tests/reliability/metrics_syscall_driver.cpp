@@ -130,6 +130,7 @@ int main(int argc, char** argv) {
   const std::string kept = argv[2];
   const std::string variant = argv[3];
   ReportTo(std::string(argv[1]) + "/report.txt");
+  FaultsAtLine(0);  // before there are threads: makes the plan that they will read
   Settings settings = SettingsOf(variant, argv[1]);
   const std::uint64_t before = Has(variant, "fresh") ? 0 : RunEarlier(settings);
 
@@ -140,7 +141,6 @@ int main(int argc, char** argv) {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) (void)close(stream);
   }
   Session session;
-  FaultsAtLine(0);
   FaultsBegin();
   const bool inLockstep = TryToStart(settings);
   for (unsigned i = 0; i < linesFaulty; ++i) session.Log(inLockstep);

@@ -77,6 +77,7 @@ int main(int argc, char** argv) {
   const std::string variant = argv[3];
   const std::string dir = std::string(argv[1]) + (Has(variant, "metrics") ? "/metrics" : "/plain");
   ReportTo(std::string(argv[1]) + "/report.txt");
+  FaultsAtLine(0);  // before there are threads: makes the plan that they will read
   std::filesystem::create_directories(dir);
 
   // An earlier run leaves its files.
@@ -88,7 +89,6 @@ int main(int argc, char** argv) {
   if (Has(variant, "closed")) {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) (void)close(stream);
   }
-  FaultsAtLine(0);
   FaultsBegin();
   if (TryToStart(dir, SettingsOf(variant))) {
     for (unsigned i = 0; i < linesFaulty; ++i) LogInLockstep({1, 0, i}, i);
