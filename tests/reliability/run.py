@@ -35,7 +35,7 @@ import time
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
-from harness import Stage  # noqa: E402  (the path above comes first)
+from harness import Row, Stage  # noqa: E402  (the path above comes first)
 from sanitizers import LEFT_OUT  # noqa: E402
 
 CAMPAIGNS = ["checker", "kill", "exits", "restarts", "forks", "accounting", "syscalls", "metrics", "allocations", "disks", "hostile", "soak", "peers"]
@@ -124,10 +124,11 @@ def play(stage, name):
             stage.judge_reports(row)
             print(f"  {row.fault}: {row.runs:,} runs, {row.result}", file=sys.stderr, flush=True)
             yield row
-    except Exception:
-        for report in stage.sanitizers.take_reports():
-            print(report, file=sys.stderr)
-        raise
+    except Exception as error:  # the other campaigns go on, with what they find
+        row = Row(name, 0, False, f"FAILED: {error}", "-", "-")
+        stage.judge_reports(row)
+        print(f"  {name}: {row.result}", file=sys.stderr, flush=True)
+        yield row
     print(f"{name}: {time.monotonic() - began:.1f} s", file=sys.stderr, flush=True)
 
 

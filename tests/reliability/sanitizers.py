@@ -17,11 +17,12 @@ LEFT_OUT = {
     "peers": "the other libraries are not built with sanitizers",
 }
 
+# Leaks are looked for at the end of each process that comes to one: not after
+# _exit or a signal. A child of fork turns the look off itself, see Children.cpp.
 OPTIONS = {
     "address": {
         "ASAN_OPTIONS": "detect_stack_use_after_return=1:strict_init_order=1:check_initialization_order=1"
                         ":detect_leaks=1:allocator_may_return_null=1",
-        "LSAN_OPTIONS": "print_suppressions=0",
     },
     "undefined": {"UBSAN_OPTIONS": "print_stacktrace=1"},
     # Threads of the parent are not there in a child. At the end of a process, the
