@@ -1,5 +1,5 @@
 """The same as in syscalls, with the metrics channel: one file, no header, a
-directory that the start makes, and records of one line and of some 70."""
+directory that the start makes, and records of one line and of some 90."""
 
 from campaigns.syscalls import Sweep
 
