@@ -8,7 +8,8 @@
 // k-th call of that name and the count - 1 that follow. Calls are counted from
 // FaultsBegin on, and only those of threads other than the main one (which is
 // the driver; every other thread is the library's), except that pthread_create
-// counts on the main thread, and start_mkdir is mkdir there. Errno -1 at write: half of it is written.
+// counts on the main thread, and start_mkdir is mkdir there. Errno -1 at write:
+// half of it is written.
 //
 // Files whose path holds "/sentinel" never fail and are never counted: a line
 // written there shows that the worker has dealt with what came before.

@@ -1,8 +1,4 @@
 // restart_driver <directory> <scenario> [count]: starts and stops in every order.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
