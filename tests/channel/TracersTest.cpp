@@ -99,6 +99,15 @@ TEST(Tracers, AreToldOfEveryRotationAndOfWhatItRemoved) {
   for (const std::string& name : dir.Names()) EXPECT_EQ(files.erase(dir / name), 1u) << name;
 }
 
+TEST(Tracers, AreToldOfARemovalThatFailed) {
+  const ScratchDir dir;
+
+  const auto removals = ArgumentsOf(Trace("traced-removal-failure", dir), "retention_remove");
+
+  EXPECT_THAT(removals,
+              testing::Contains(ElementsAre(dir / "app_0.log", std::to_string(ENOTEMPTY))));
+}
+
 TEST(Tracers, AreToldOfARenameThatFailed) {
   const ScratchDir dir;
 

@@ -144,5 +144,6 @@ DEVIATIONS = [
     ("a queue that is full counts as a drop of the other channel", PRIVATE + "ZinLoggerPrivate.h", 'metricsQueue{0, "metrics"}', 'metricsQueue{0, "log"}'),
     ("a write that failed is traced without its length", PRIVATE + "LogFileStream.cpp", "probes::WriteFail(descriptor, left,", "probes::WriteFail(descriptor, 0,"),
     ("a removal is traced as failed", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? EPERM : errno"),
+    ("a removal that failed is traced as done", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? 0 : 0"),
     ("a stop that was in time is traced", PRIVATE + "BlockingQueue.cpp", "if (timedOut) probes", "probes"),
 ]

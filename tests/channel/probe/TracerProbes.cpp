@@ -1,4 +1,5 @@
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -36,6 +37,18 @@ int Drops(const Arguments& arguments) {
 int Rotations(const Arguments& arguments) {
   StartOn(arguments.at(0), "app.log", 2, rotateAtEveryLine, plenty);
   for (int i = 1; i <= 5; ++i) LogLine("line " + std::to_string(i));
+  Logger().StopSystem();
+  return 0;
+}
+
+// traced-removal-failure <directory>: a folder with a file in it bears the name of
+// an old rotated file.
+int RemovalFailure(const Arguments& arguments) {
+  const std::string folder = arguments.at(0) + "/app_0.log";
+  Require(mkdir(folder.c_str(), 0700) == 0 && mkdir((folder + "/in").c_str(), 0700) == 0,
+          "cannot make a folder");
+  StartOn(arguments.at(0), "app.log", 0, rotateAtEveryLine, plenty);
+  LogLine("line");
   Logger().StopSystem();
   return 0;
 }
@@ -87,6 +100,7 @@ Command FindTracerCommand(const std::string& name) {
   static const std::map<std::string, Command> commands = {
       {"traced-drops", Drops},
       {"traced-rotations", Rotations},
+      {"traced-removal-failure", RemovalFailure},
       {"traced-rename-failure", RenameFailure},
       {"traced-open-failure", OpenFailure},
       {"traced-write-failure", WriteFailure},
