@@ -9,6 +9,7 @@
 #include "Expect.h"
 #include "Fields.h"
 #include "RecordFifo.h"
+#include "support/FifoSteps.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ class Trial {
         break;
       case 'c':
         model.clear();
-        fifo.Clear();
+        ::Clear(fifo);
         break;
       default:
         break;
@@ -81,14 +82,14 @@ class Trial {
 
   void Append(const std::string& key, const std::string& line) {
     model.emplace_back(key, line);
-    fifo.Append(key, line);
+    ::Append(fifo, key, line);
     latest = line;
     ++appended;
   }
 
   void Take() {
     LogRecord record("of an earlier", "take");
-    const bool taken = fifo.Take(record);
+    const bool taken = ::Take(fifo, record);
     ExpectEqual("something was taken", !model.empty(), taken);
     if (!taken) return;
     ExpectEqual("the key", model.front().first, record.first);

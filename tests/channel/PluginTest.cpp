@@ -36,4 +36,47 @@ TEST(Plugin, ThatIsNeverStoppedLetsTheProgramEnd) {
   EXPECT_FALSE(result.timedOut);
 }
 
+// A plugin with a library of its own, beside one with the installed one.
+class TwoCopies : public testing::Test {
+ protected:
+  ProgramResult Run(const char* kind) const {
+    return RunProgram({PLUGIN_HOST, CHANNEL_PLUGIN, dir.Path(), kind, VENDORED_PLUGIN});
+  }
+  std::vector<std::string> Messages(const char* folder) const {
+    return OwnMessages(dir, std::string(folder) + "/app.log");
+  }
+
+  const ScratchDir dir;
+};
+
+TEST_F(TwoCopies, ThatAreHiddenFromEachOtherWriteFilesOfTheirOwnAndSurviveAFork) {
+  const ProgramResult result = Run("two-copies-local");
+
+  EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << result.standardError;
+  const std::vector<std::string> all = NumberedLines(200);
+  EXPECT_EQ(Messages("first-log"), std::vector<std::string>(all.begin(), all.begin() + 100));
+  EXPECT_EQ(Messages("second-log"), std::vector<std::string>(all.begin() + 100, all.end()));
+}
+
+// Both plugins use the copy that was loaded first; the other one is idle.
+TEST_F(TwoCopies, ThatAreVisibleToEachOtherLoseNothingAndSurviveAFork) {
+  const ProgramResult result = Run("two-copies-global");
+
+  EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << result.standardError;
+  std::vector<std::string> messages = Messages("first-log");
+  const std::vector<std::string> others = Messages("second-log");
+  messages.insert(messages.end(), others.begin(), others.end());
+  EXPECT_THAT(messages, testing::UnorderedElementsAreArray(NumberedLines(200)));
+}
+
+TEST(Plugin, MayBeLoggedThroughByForkHandlersThatAreOlderThanTheLibrary) {
+  const ScratchDir dir;
+
+  const ProgramResult result =
+      RunProgram({PLUGIN_HOST, CHANNEL_PLUGIN, dir.Path(), "older-fork-handlers"});
+
+  EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << result.standardError;
+  EXPECT_EQ(OwnMessages(dir, "app.log"), NumberedLines(3));
+}
+
 }  // namespace

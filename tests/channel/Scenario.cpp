@@ -49,7 +49,9 @@ void LogLineAndWait(const ScratchDir& dir, const std::string& message) {
 std::vector<std::string> OwnMessages(const std::vector<std::string>& lines) {
   std::vector<std::string> own;
   for (const std::string& line : lines) {
-    if (line.find("] [Scenario]: ") != std::string::npos) own.push_back(MessageOf(line));
+    const bool isOwn = line.find("] [Scenario]: ") != std::string::npos ||
+                       line.find("] [Probe]: ") != std::string::npos;
+    if (isOwn) own.push_back(MessageOf(line));
   }
   return own;
 }

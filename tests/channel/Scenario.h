@@ -39,7 +39,7 @@ bool FileHolds(const ScratchDir& dir, const std::string& name, const std::string
 // file that it opens is behind us then.
 void LogLineAndWait(const ScratchDir& dir, const std::string& message);
 
-// The messages of the lines that LogLine wrote: the library may have logged
+// The messages of the lines that LogLine wrote, here or in a probe: the library may have logged
 // about itself in between.
 std::vector<std::string> OwnMessages(const std::vector<std::string>& lines);
 std::vector<std::string> OwnMessages(const ScratchDir& dir, const std::string& name);

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "FifoSteps.h"
 #include "RecordFifo.h"
 
 using testing::ElementsAre;
@@ -17,7 +18,7 @@ constexpr std::size_t moreThanABlock = 100000;  // bytes
 
 std::vector<LogRecord> TakeAll(RecordFifo& fifo) {
   std::vector<LogRecord> records;
-  for (LogRecord record; fifo.Take(record);) records.push_back(record);
+  for (LogRecord record; Take(fifo, record);) records.push_back(record);
   return records;
 }
 
@@ -28,23 +29,23 @@ std::vector<std::string> TakeLines(RecordFifo& fifo) {
 }
 
 void AppendLines(RecordFifo& fifo, const std::vector<std::string>& lines) {
-  for (const std::string& line : lines) fifo.Append("", line);
+  for (const std::string& line : lines) Append(fifo, "", line);
 }
 
 TEST(RecordFifo, HasNothingAtFirst) {
   RecordFifo fifo;
   LogRecord record("left", "alone");
 
-  EXPECT_FALSE(fifo.Take(record));
+  EXPECT_FALSE(Take(fifo, record));
 
   EXPECT_EQ(record, LogRecord("left", "alone"));
 }
 
 TEST(RecordFifo, GivesBackRecordsInTheirOrder) {
   RecordFifo fifo;
-  fifo.Append("", "first\n");
-  fifo.Append("net", "second\n");
-  fifo.Append("", "third\n");
+  Append(fifo, "", "first\n");
+  Append(fifo, "net", "second\n");
+  Append(fifo, "", "third\n");
 
   EXPECT_THAT(TakeAll(fifo), ElementsAre(LogRecord("", "first\n"), LogRecord("net", "second\n"),
                                          LogRecord("", "third\n")));
@@ -71,8 +72,8 @@ TEST(RecordFifo, GivesBackLinesHoweverMuchTheyShareWithTheLineBefore) {
 TEST(RecordFifo, GivesBackEveryByteOfKeysAndLines) {
   const std::string bytes("\0\x01\x7f\x80\xff\0", 6);
   RecordFifo fifo;
-  fifo.Append(bytes, bytes + bytes);
-  fifo.Append(bytes, bytes + "x" + bytes);
+  Append(fifo, bytes, bytes + bytes);
+  Append(fifo, bytes, bytes + "x" + bytes);
 
   EXPECT_THAT(TakeAll(fifo),
               ElementsAre(LogRecord(bytes, bytes + bytes), LogRecord(bytes, bytes + "x" + bytes)));
@@ -81,10 +82,10 @@ TEST(RecordFifo, GivesBackEveryByteOfKeysAndLines) {
 TEST(RecordFifo, GivesBackRecordsLargerThanItsBlocks) {
   const std::string longText(moreThanABlock, 'x');
   RecordFifo fifo;
-  fifo.Append("", "before");
-  fifo.Append(longText, longText + "1");
-  fifo.Append("", longText + "2");
-  fifo.Append("", "after");
+  Append(fifo, "", "before");
+  Append(fifo, longText, longText + "1");
+  Append(fifo, "", longText + "2");
+  Append(fifo, "", "after");
 
   EXPECT_THAT(TakeAll(fifo),
               ElementsAre(LogRecord("", "before"), LogRecord(longText, longText + "1"),
@@ -117,10 +118,10 @@ TEST(RecordFifo, GoesOnAfterItHasRunEmptyAtAnyPlaceOfABlock) {
   LogRecord record;
   for (int i = 0; i < 10000; ++i) {
     const std::string line = std::string(static_cast<std::size_t>(i % 50), '-') + std::to_string(i);
-    fifo.Append("", line);
-    ASSERT_TRUE(fifo.Take(record));
+    Append(fifo, "", line);
+    ASSERT_TRUE(Take(fifo, record));
     ASSERT_EQ(record.second, line);
-    ASSERT_FALSE(fifo.Take(record));
+    ASSERT_FALSE(Take(fifo, record));
   }
 }
 
@@ -128,7 +129,7 @@ TEST(RecordFifo, CountsWhatWasAppendedAndTaken) {
   RecordFifo fifo;
   AppendLines(fifo, {"1", "2", "3"});
   LogRecord record;
-  fifo.Take(record);
+  Take(fifo, record);
 
   EXPECT_EQ(fifo.AppendedCount(), 3u);
   EXPECT_EQ(fifo.TakenCount(), 1u);
@@ -138,13 +139,13 @@ TEST(RecordFifo, DropsExitMarkersAndKeepsTheLinesInOrder) {
   RecordFifo fifo;
   AppendLines(fifo, {"gone", "", "one", "", "", "one more", ""});
   LogRecord record;
-  fifo.Take(record);
-  fifo.Append("net", "");
+  Take(fifo, record);
+  Append(fifo, "net", "");
 
   fifo.DropExitMarkers();
 
   EXPECT_EQ(fifo.AppendedCount() - fifo.TakenCount(), 2u);
-  fifo.Append("", "one more again");
+  Append(fifo, "", "one more again");
   EXPECT_THAT(TakeLines(fifo), ElementsAre("one", "one more", "one more again"));
   EXPECT_EQ(fifo.AppendedCount(), fifo.TakenCount());
 }
@@ -169,7 +170,7 @@ TEST(RecordFifo, IsEmptyWhenAllThatCameSinceTheLastTakeWasCleared) {
   EXPECT_THAT(TakeLines(fifo), SizeIs(2));
   AppendLines(fifo, {"not", "taken"});
 
-  fifo.Clear();
+  Clear(fifo);
 
   EXPECT_THAT(TakeLines(fifo), IsEmpty());
   AppendLines(fifo, {"after"});
@@ -180,11 +181,11 @@ TEST(RecordFifo, IsEmptyAndAsGoodAsNewAfterClear) {
   RecordFifo fifo;
   AppendLines(fifo, {"taken", "not taken", std::string(moreThanABlock, 'x'), "nor this"});
   LogRecord record;
-  fifo.Take(record);
+  Take(fifo, record);
 
-  fifo.Clear();
+  Clear(fifo);
 
-  EXPECT_FALSE(fifo.Take(record));
+  EXPECT_FALSE(Take(fifo, record));
   EXPECT_EQ(fifo.AppendedCount(), fifo.TakenCount());
   AppendLines(fifo, {"not taken before", std::string(moreThanABlock, 'y')});
   EXPECT_THAT(TakeLines(fifo), ElementsAre("not taken before", std::string(moreThanABlock, 'y')));
@@ -195,13 +196,13 @@ TEST(RecordFifo, LetsOneThreadAppendWhileAnotherTakes) {
   RecordFifo fifo;
   std::thread appending([&] {
     for (int i = 0; i < lineCount; ++i) {
-      fifo.Append(std::to_string(i % 7), "line " + std::to_string(i));
+      Append(fifo, std::to_string(i % 7), "line " + std::to_string(i));
     }
   });
 
   LogRecord record;
   for (int i = 0; i < lineCount; ++i) {
-    while (!fifo.Take(record)) std::this_thread::yield();
+    while (!Take(fifo, record)) std::this_thread::yield();
     ASSERT_EQ(record, LogRecord(std::to_string(i % 7), "line " + std::to_string(i)));
   }
   appending.join();

@@ -5,19 +5,21 @@
 #include <ctime>
 #include <mutex>
 
+#include "ZinForkMutex.h"
+
 namespace {
 
 // The C library converts local time under a lock of its own, which a child of
 // fork inherits locked when another thread held it at that moment. All
 // conversions of this library therefore happen under this lock, and a fork
 // waits for it.
-std::mutex conversionMutex;
+ZinForkMutex conversionMutex;
 
 void LockConversion() {
-  conversionMutex.lock();
+  conversionMutex.LockForFork();
 }
 void UnlockConversion() {
-  conversionMutex.unlock();
+  conversionMutex.UnlockAfterFork();
 }
 
 [[maybe_unused]] const int forkHandlersRegistered =
@@ -52,7 +54,7 @@ timespec Now() {
 
 ConvertedSecond Convert(std::time_t second) {
   std::tm local{};
-  const std::lock_guard<std::mutex> lock(conversionMutex);
+  const std::lock_guard lock(conversionMutex);
   localtime_r(&second, &local);
   ConvertedSecond result;
   result.second = second;

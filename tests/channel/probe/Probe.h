@@ -22,6 +22,7 @@ Command FindExitCommand(const std::string& name);
 Command FindForkCommand(const std::string& name);
 Command FindDescriptorCommand(const std::string& name);
 Command FindDiskCommand(const std::string& name);
+Command FindStandardErrorCommand(const std::string& name);
 Command FindTracerCommand(const std::string& name);
 
 ZinLogger& Logger();

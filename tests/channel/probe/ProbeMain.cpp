@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
   }
   const std::string name = argv[1];
   for (const auto& find : {FindExitCommand, FindForkCommand, FindDescriptorCommand, FindDiskCommand,
-                           FindTracerCommand}) {
+                           FindStandardErrorCommand, FindTracerCommand}) {
     if (const Command command = find(name)) return command(Arguments(argv + 2, argv + argc));
   }
   std::fprintf(stderr, "channel_probe: no such command: %s\n", argv[1]);

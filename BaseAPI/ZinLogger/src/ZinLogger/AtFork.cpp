@@ -19,7 +19,7 @@ void BeforeFork() {
   // Builds what is built on first use, so that the child never inherits an
   // object that another thread had half built.
   (void)ZinLogger::GetInstance();
-  stateForFork.load()->LockForFork();
+  if (ZinLoggerPrivate* const state = stateForFork.load()) state->LockForFork();
   RecentLogCache::Instance().LockForFork();
   FailedOwnerNames::Instance().LockForFork();
 }
@@ -27,16 +27,18 @@ void BeforeFork() {
 void InParent() {
   FailedOwnerNames::Instance().UnlockAfterFork();
   RecentLogCache::Instance().UnlockAfterFork();
-  stateForFork.load()->UnlockInParent();
+  if (ZinLoggerPrivate* const state = stateForFork.load()) state->UnlockInParent();
 }
 
 void InChild() {
   FailedOwnerNames::Instance().UnlockAfterFork();
   RecentLogCache::Instance().UnlockAfterFork();
-  stateForFork.load()->ResetInChild();
+  if (ZinLoggerPrivate* const state = stateForFork.load()) state->ResetInChild();
   ResetStandardErrorInChild();
 }
 
+// When the library is loaded, which is as early as can be: handlers that the
+// program registers later run outside of these, when no lock is held.
 [[maybe_unused]] const int forkHandlersRegistered = pthread_atfork(BeforeFork, InParent, InChild);
 
 }  // namespace

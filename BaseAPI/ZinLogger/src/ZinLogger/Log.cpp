@@ -25,7 +25,9 @@ static_assert(longestText + 2 == lineBufferSize, "room for a newline and a NUL")
   const std::int64_t headerResult =
       FormatLogHeader(line, lineBufferSize, longestText, level, file, sourceLine, function, tag);
   if (headerResult == 0) return false;
-  if (headerResult < 0) return true;  // the part of the header that fits is the line
+  // The part of the header that fits is the line. There is none when the
+  // formatter failed; an empty line would end the worker.
+  if (headerResult < 0) return line[0] != '\0';
   const auto headerLength = static_cast<std::size_t>(headerResult);
 
   errno = callersErrno;  // for %m

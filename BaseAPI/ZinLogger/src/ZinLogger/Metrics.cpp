@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstring>
+#include <mutex>
 
 #include "FileModes.h"
 #include "MetricsNames.h"
@@ -76,7 +77,7 @@ void ZinLogger::Metrics(const char* fmt, ...) noexcept {
   char record[recordBufferSize];
   std::size_t length = 0;
   {
-    const std::lock_guard<std::mutex> lock(state->metricsBufferMutex);
+    const std::lock_guard lock(state->metricsBufferMutex);
     errno = callersErrno;  // for %m
     std::va_list values;
     va_start(values, fmt);

@@ -3,14 +3,17 @@
 #ifndef ZIN_RECENT_LOG_CACHE_H
 #define ZIN_RECENT_LOG_CACHE_H
 
+#include <array>
 #include <cstddef>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
-// Thread-safe. The mutex is a leaf, held for the in-memory steps alone. The
-// operations throw std::system_error when it cannot be locked.
+#include "ZinForkMutex.h"
+
+// Thread-safe. The mutex is a leaf, held for the in-memory steps alone: nothing
+// is called meanwhile, the allocator included. The operations throw
+// std::system_error when it cannot be locked.
 class RecentLogCache {
  public:
   // Built on first use and never destroyed: threads may log while the process
@@ -28,19 +31,23 @@ class RecentLogCache {
   void ClearBatch(bool delivered);
 
   // Around fork: the child finds the lines whole and the mutex free.
-  void LockForFork() { mutex.lock(); }
-  void UnlockAfterFork() { mutex.unlock(); }
+  void LockForFork() { mutex.LockForFork(); }
+  void UnlockAfterFork() { mutex.UnlockAfterFork(); }
 
  private:
   static constexpr std::size_t capacity = 1500;  // lines
 
-  std::mutex mutex;
+  std::string& Line(std::size_t place) { return lines[(oldest + place) % capacity]; }
+  std::size_t BytesOf(std::size_t count);
+  void MoveOldest(std::size_t count, std::string& to);
+
+  ZinForkMutex mutex;
   // A ring whose strings keep their memory: a line costs a copy, but only the
   // first ones an allocation. This and all that follows is guarded by mutex.
-  std::vector<std::string> lines{capacity};
+  std::array<std::string, capacity> lines;
   std::size_t oldest = 0;
   std::size_t lineCount = 0;
-  std::string pendingBatch;
+  std::shared_ptr<const std::string> pendingBatch;  // null: none
 };
 
 #endif  // ZIN_RECENT_LOG_CACHE_H

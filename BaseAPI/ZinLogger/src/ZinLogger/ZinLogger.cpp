@@ -1,7 +1,8 @@
 #include "ZinLogger.h"
 
+#include <cstddef>
 #include <cstring>
-#include <type_traits>
+#include <new>
 
 #include "AtFork.h"
 #include "PlainField.h"
@@ -15,7 +16,10 @@ ZinLogger* ZinLogger::GetInstance() noexcept {
 
 ZinLogger::ZinLogger() : d(nullptr) {
   std::memset(metricsBuffer, 0, sizeof metricsBuffer);
-  d = new ZinLoggerPrivate;
+  // Not from operator new: that may be the program's own, and log, which would
+  // wait for this object to be built.
+  alignas(ZinLoggerPrivate) static std::byte memory[sizeof(ZinLoggerPrivate)];
+  d = new (memory) ZinLoggerPrivate;
   SetStateForFork(d);
 }
 

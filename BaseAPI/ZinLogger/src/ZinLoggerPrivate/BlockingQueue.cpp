@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 #include "BriefLock.h"
@@ -21,7 +22,7 @@ constexpr std::chrono::microseconds napTime{100};
 }  // namespace
 
 void BlockingQueue::SetCapacity(std::uint64_t newCapacity) {
-  const std::lock_guard<std::mutex> lock(mutex);
+  const std::lock_guard lock(mutex);
   capacity = newCapacity;
 }
 
@@ -36,7 +37,7 @@ BlockingQueue::Generation BlockingQueue::Start() {
 
 void BlockingQueue::MarkStopped(Generation worker) {
   {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const std::lock_guard lock(mutex);
     if (worker == currentGeneration) StorePlain(running, false);
   }
   condition.notify_one();
@@ -52,14 +53,18 @@ std::uint64_t BlockingQueue::Size() const noexcept {
 }
 
 void BlockingQueue::Push(std::string_view first, std::string_view second) {
-  bool accepted = false;
-  {
-    const BriefLock lock(mutex);
-    accepted = running && HasRoom();
-    if (accepted) records.Append(first, second);
-  }
+  const bool accepted = TryPush(first, second);
   condition.notify_one();
   if (!accepted) probes::QueueDrop(channel, second);
+}
+
+// False: the queue is full or not running.
+bool BlockingQueue::TryPush(std::string_view first, std::string_view second) {
+  for (RecordFifo::Memory memory;; memory.Provide()) {
+    const BriefLock lock(mutex);
+    if (!running || !HasRoom()) return false;
+    if (records.Append(first, second, memory)) return true;
+  }
 }
 
 // The worker's count is looked up only when its last known value leaves no
@@ -72,10 +77,14 @@ bool BlockingQueue::HasRoom() {
 }
 
 void BlockingQueue::PushExitMarker() noexcept {
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    stopRequested = true;
-    records.Append({}, {});
+  RecordFifo::Memory memory;
+  for (bool appended = false; !appended;) {
+    {
+      const std::lock_guard lock(mutex);
+      stopRequested = true;
+      appended = records.Append({}, {}, memory);
+    }
+    if (!appended) memory.Provide();
   }
   condition.notify_one();
 }
@@ -92,12 +101,19 @@ void BlockingQueue::WaitPop(Generation worker, LogRecord& record) {
 // Takes the oldest record, or makes an exit marker when the worker's generation
 // is over. False: there is nothing to take.
 bool BlockingQueue::TakeNext(Generation worker, LogRecord& record) {
-  const std::lock_guard<std::mutex> lock(takingMutex);
-  if (worker != currentGeneration) {
-    record = {};
-    return true;
+  RecordFifo::Memory memory;
+  for (;;) {
+    RecordFifo::TakeResult result{};
+    {
+      const std::lock_guard lock(takingMutex);
+      if (worker != currentGeneration) break;
+      result = records.Take(record, memory);
+    }
+    if (result != RecordFifo::TakeResult::LacksRoom) return result == RecordFifo::TakeResult::Taken;
+    memory.Provide(record);
   }
-  return records.Take(record);
+  record = {};
+  return true;
 }
 
 // False: the queue is empty and no longer runs.
@@ -106,16 +122,16 @@ bool BlockingQueue::WaitForRecords(Generation worker) {
     std::this_thread::sleep_for(napTime);
     if (Size() != 0) return true;
   }
-  std::unique_lock<std::mutex> lock(mutex);
+  std::unique_lock<std::mutex> lock(mutex.Plain());
   condition.wait(lock, [&] { return Size() != 0 || !running || worker != currentGeneration; });
   return Size() != 0 || running;
 }
 
-void BlockingQueue::WaitUntilStopped() {
+void BlockingQueue::WaitUntilStopped(std::chrono::milliseconds spent) {
   bool timedOut = false;
   {
-    std::unique_lock<std::mutex> lock(mutex);
-    const auto deadline = std::chrono::system_clock::now() + stopTimeout;
+    std::unique_lock<std::mutex> lock(mutex.Plain());
+    const auto deadline = std::chrono::system_clock::now() + stopTimeout - spent;
     const Generation stopped = currentGeneration;
     while (running && stopped == currentGeneration && !timedOut) {
       timedOut = condition.wait_until(lock, deadline) == std::cv_status::timeout;
@@ -126,17 +142,18 @@ void BlockingQueue::WaitUntilStopped() {
 }
 
 void BlockingQueue::LockForFork() {
-  takingMutex.lock();
-  mutex.lock();
+  takingMutex.LockForFork();
+  mutex.LockForFork();
 }
 
 void BlockingQueue::UnlockInParent() {
-  mutex.unlock();
-  takingMutex.unlock();
+  mutex.UnlockAfterFork();
+  takingMutex.UnlockAfterFork();
 }
 
 void BlockingQueue::ResetInChild() {
-  records.Clear();
+  RecordFifo::Memory memory;  // is freed last
+  records.Clear(memory);
   StorePlain(running, false);
   stopRequested = false;
   ++currentGeneration;

@@ -2,12 +2,13 @@
 #ifndef ZIN_BLOCKING_QUEUE_H
 #define ZIN_BLOCKING_QUEUE_H
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string_view>
 
 #include "RecordFifo.h"
+#include "ZinForkMutex.h"
 
 // A Push never waits: when the queue is full or not running, the record is
 // dropped and nobody is told. Callers stay fast; a slow disk costs lines.
@@ -25,8 +26,9 @@
 // Callers and workers have a mutex each, so that a worker that catches up with
 // a long queue is not in the callers' way. Only a start and a fork hold both.
 //
-// Thread-safe. The mutexes are leaves: nothing is called while one is held. The
-// operations throw std::system_error when one cannot be locked.
+// Thread-safe. The mutexes are leaves: nothing is called while one is held, the
+// allocator included. The operations throw std::system_error when one cannot be
+// locked.
 class BlockingQueue {
  public:
   using Generation = std::uint64_t;
@@ -67,8 +69,8 @@ class BlockingQueue {
   void WaitPop(Generation worker, LogRecord& record);
 
   // Waits until the queue is no longer running or is started anew, at most 10
-  // seconds. Does not tell which.
-  void WaitUntilStopped();
+  // seconds, of which `spent` are over already. Does not tell which.
+  void WaitUntilStopped(std::chrono::milliseconds spent = {});
 
   // Around fork: the forking thread holds the mutexes, so that the child finds
   // the records whole. The child's queue is empty and stopped, whatever its
@@ -79,12 +81,13 @@ class BlockingQueue {
 
  private:
   bool HasRoom();
+  bool TryPush(std::string_view first, std::string_view second);
   bool TakeNext(Generation worker, LogRecord& record);
   bool WaitForRecords(Generation worker);
 
   // Appended under mutex, taken under takingMutex; the counts are free to read.
   RecordFifo records;
-  std::mutex mutex;
+  ZinForkMutex mutex;
   std::condition_variable condition;
   std::uint64_t capacity;            // records, not bytes; guarded by mutex
   std::uint64_t takenCountSeen = 0;  // an earlier TakenCount of records; guarded by mutex
@@ -92,7 +95,7 @@ class BlockingQueue {
   bool stopRequested = false;        // since the last Start; guarded by mutex
   Generation currentGeneration = 0;  // written under both mutexes, read under either
 
-  alignas(cacheLine) std::mutex takingMutex;
+  alignas(cacheLine) ZinForkMutex takingMutex;
   const char* const channel;
 };
 

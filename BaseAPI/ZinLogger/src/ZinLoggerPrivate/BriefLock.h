@@ -2,8 +2,6 @@
 #ifndef ZIN_BRIEF_LOCK_H
 #define ZIN_BRIEF_LOCK_H
 
-#include <mutex>
-
 // Tells the processor that this is a loop that waits.
 inline void PauseBriefly() {
 #if defined(__x86_64__) || defined(__i386__)
@@ -17,9 +15,10 @@ inline void PauseBriefly() {
 // to sleep: sleeping and being woken takes longer than the holder needs, unless
 // the holder has lost its processor. Throws std::system_error when the mutex
 // cannot be locked.
+template <typename Mutex>
 class BriefLock {
  public:
-  explicit BriefLock(std::mutex& mutexToHold) : mutex(mutexToHold) {
+  explicit BriefLock(Mutex& mutexToHold) : mutex(mutexToHold) {
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
       if (mutex.try_lock()) return;
       PauseBriefly();
@@ -33,7 +32,7 @@ class BriefLock {
  private:
   static constexpr int mostAttempts = 100;
 
-  std::mutex& mutex;
+  Mutex& mutex;
 };
 
 #endif  // ZIN_BRIEF_LOCK_H

@@ -1,12 +1,10 @@
-#include <pthread.h>
-
-#include <csignal>
-#include <thread>
 #include <utility>
 
+#include "DetachedThread.h"
 #include "LogFileWriter.h"
 #include "PlainField.h"
 #include "SelfLog.h"
+#include "StandardError.h"
 #include "ZinLoggerPrivate.h"
 #include "ZinSysInfo.h"
 
@@ -15,34 +13,6 @@ namespace {
 constexpr const char* thisUnit = "BaseAPI/ZinLogger/src/ZinLoggerPrivate";
 constexpr std::uint32_t retentionPeriodMilliseconds = 60000;
 constexpr unsigned sizeLimitMask = 0xFFF;
-
-// Blocks all signals of the calling thread while it lives. A thread inherits
-// the mask of its creator, so library threads never run the application's
-// signal handlers.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &callersMask);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &callersMask, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t callersMask{};
-};
-
-// `name` is what top -H shows; the kernel takes 15 characters.
-template <typename Body>
-void StartDetachedThread(const char* name, Body body) {
-  const AllSignalsBlocked noSignals;
-  std::thread([name, body = std::move(body)] {
-    (void)pthread_setname_np(pthread_self(), name);
-    body();
-  }).detach();
-}
 
 }  // namespace
 
@@ -82,6 +52,9 @@ void ZinLoggerPrivate::StartChannel(bool isLog, int keepFiles, int fileSizeMiB,
 void ZinLoggerPrivate::LogWorkTask(std::string fileName, std::string directory, int keepFiles,
                                    int fileSizeMiB, bool isLog,
                                    BlockingQueue::Generation generation) {
+  // What the library says about a file may go there, and must not hold up the
+  // lines that wait.
+  const NoWaitForStandardError noWait;
   BlockingQueue& queue = isLog ? logQueue : metricsQueue;
   // Deliberate: only the low 12 bits of the MiB count are used; 4096 gives 0.
   const std::uint64_t sizeLimit = std::uint64_t{static_cast<unsigned>(fileSizeMiB) & sizeLimitMask}
@@ -108,28 +81,33 @@ void ZinLoggerPrivate::DeleteDir(const char* directory, bool enabled, bool metri
   }
 }
 
+// In each of the stops the exit line may go to standard error. Whatever that
+// does, the stop takes no longer than its worker may.
 void ZinLoggerPrivate::StopQueue() {
   StorePlain(logRunning, false);
   StorePlain(metricsRunning, false);
   if (logQueue.IsRunning()) {
+    const ShortWaitForStandardError exitLine;
     ZIN_SELF_LOG(thisUnit, "StopQueue", INFO, "@@@@ LOG EXIT @@@@");
     logQueue.PushExitMarker();
-    logQueue.WaitUntilStopped();
+    logQueue.WaitUntilStopped(exitLine.Waited());
   }
   if (metricsQueue.IsRunning()) {
+    const ShortWaitForStandardError exitLine;
     // Deliberate: the log channel has normally stopped by now, so this line
     // goes to the standard error stream.
     ZIN_SELF_LOG(thisUnit, "StopQueue", INFO, "@@@@ METRICS EXIT @@@@");
     metricsQueue.PushExitMarker();
-    metricsQueue.WaitUntilStopped();
+    metricsQueue.WaitUntilStopped(exitLine.Waited());
   }
 }
 
 void ZinLoggerPrivate::StopMetricsQueue() {
   StorePlain(metricsRunning, false);
   if (metricsQueue.IsRunning()) {
+    const ShortWaitForStandardError exitLine;
     ZIN_SELF_LOG(thisUnit, "StopMetricsQueue", INFO, "@@@@ METRICS EXIT @@@@");
     metricsQueue.PushExitMarker();
-    metricsQueue.WaitUntilStopped();
+    metricsQueue.WaitUntilStopped(exitLine.Waited());
   }
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t blockSize = std::size_t{64} * 1024;
+constexpr std::size_t usualBlockSize = std::size_t{64} * 1024;
 
 // Lengths are stored seven bits to a byte, low bits first; the high bit tells
 // that more follow.
@@ -57,19 +57,8 @@ std::size_t SharedLength(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-// A piece of memory; `size` bytes for records follow. The last record of a block
-// that has a next one is followed by a zero, where the others begin with the
-// length of their key plus one.
-struct RecordFifo::Block {
-  // Set before the first record of the next block is counted as appended, and
-  // read after that.
-  Block* next;
-  std::size_t size;
-
-  char* Begin() { return reinterpret_cast<char*>(this + 1); }
-  char* End() { return Begin() + size; }
-};
-
+// The last record of a block that has a next one is followed by a zero, where
+// the others begin with the length of their key plus one.
 RecordFifo::Block* RecordFifo::NewBlock(std::size_t size) {
   return new (::operator new(sizeof(Block) + size)) Block{nullptr, size};
 }
@@ -78,70 +67,114 @@ void RecordFifo::DeleteBlocks(Block* first) {
   while (first != nullptr) ::operator delete(std::exchange(first, first->next));
 }
 
-RecordFifo::RecordFifo() : lastBlock(NewBlock(blockSize)), end(lastBlock->Begin()) {
-  oldest.block = lastBlock;
-  oldest.next = end;
+RecordFifo::Memory::~Memory() {
+  DeleteBlocks(provided);
+  DeleteBlocks(discarded);
 }
 
+void RecordFifo::Memory::Provide() {
+  DeleteBlocks(std::exchange(provided, nullptr));
+  provided = NewBlock(blockSize);
+}
+
+void RecordFifo::Memory::Provide(LogRecord& record) const {
+  record.first.reserve(keyLength);
+  record.second.reserve(lineLength);
+}
+
+void RecordFifo::LineBefore::BecomeNext(std::size_t shared, std::string_view rest) {
+  length = shared + rest.copy(text.data() + shared, text.size() - shared);
+}
+
+RecordFifo::RecordFifo()
+    : lastBlock(&noRecords.block),
+      end(lastBlock->Begin()),
+      oldestBlock(lastBlock),
+      oldest(lastBlock->Begin()) {}
+
 RecordFifo::~RecordFifo() {
-  DeleteBlocks(oldest.block);
+  Memory memory;
+  Clear(memory);
+  Recycle(oldestBlock, nullptr, memory);
   DeleteBlocks(spareBlock.load());
 }
 
-void RecordFifo::Append(std::string_view key, std::string_view line) {
-  const std::size_t shared = SharedLength(lastLine, line);
+bool RecordFifo::Append(std::string_view key, std::string_view line, Memory& memory) {
+  const std::size_t shared = SharedLength(lastLine.Text(), line);
   const std::string_view rest = line.substr(shared);
-  lastLine.reserve(line.size());
-  MakeRoom(3 * longestLength + key.size() + rest.size());
+  if (!MakeRoom(3 * longestLength + key.size() + rest.size(), memory)) return false;
 
   end = PutLength(end, key.size() + 1);
   end = PutLength(end, shared);
   end = PutLength(end, rest.size());
   end = PutText(end, key);
   end = PutText(end, rest);
-  lastLine.resize(shared);
-  lastLine.append(rest);
+  lastLine.BecomeNext(shared, rest);
+  if (line.empty()) ++markersAppended;
   // The place of the next record comes out of the other processor's cache while
   // the caller formats it.
   __builtin_prefetch(end + cacheLine, 1);
   __builtin_prefetch(end + 2 * cacheLine, 1);
   appended.store(appended.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  return true;
 }
 
-void RecordFifo::MakeRoom(std::size_t size) {
+bool RecordFifo::MakeRoom(std::size_t size, Memory& memory) {
   // One byte is left for the mark of the block's end.
-  if (static_cast<std::size_t>(lastBlock->End() - end) > size) return;
+  if (static_cast<std::size_t>(lastBlock->End() - end) > size) return true;
 
-  Block* block = size < blockSize ? spareBlock.exchange(nullptr) : nullptr;
-  if (block == nullptr) block = NewBlock(std::max(size + 1, blockSize));
+  Block* block = nullptr;
+  if (memory.provided != nullptr && memory.provided->size > size) {
+    block = std::exchange(memory.provided, nullptr);
+  } else if (size < usualBlockSize) {
+    block = spareBlock.exchange(nullptr);
+  }
+  if (block == nullptr) {
+    memory.blockSize = std::max(size + 1, usualBlockSize);
+    return false;
+  }
   PutLength(end, 0);
   lastBlock->next = block;
   lastBlock = block;
   end = block->Begin();
-}
-
-bool RecordFifo::Take(LogRecord& record) {
-  const std::uint64_t count = taken.load(std::memory_order_relaxed);
-  if (count >= appendedSeen) {
-    appendedSeen = AppendedCount();
-    if (count == appendedSeen) return false;
-  }
-  Block* const firstBlock = oldest.block;
-  Read(oldest, record);
-  // The next record comes out of the other processor's cache while this one is
-  // being written. One that is not there yet is left to the caller.
-  if (count + 1 < appendedSeen) {
-    __builtin_prefetch(oldest.next);
-    __builtin_prefetch(oldest.next + cacheLine);
-  }
-  if (oldest.block != firstBlock) Recycle(firstBlock, oldest.block);
-  taken.store(count + 1, std::memory_order_release);
   return true;
 }
 
-void RecordFifo::Read(Position& position, LogRecord& record) {
-  Block* block = position.block;
-  const char* next = position.next;
+RecordFifo::TakeResult RecordFifo::Take(LogRecord& record, Memory& memory) {
+  const std::uint64_t count = taken.load(std::memory_order_relaxed);
+  if (count >= appendedSeen) {
+    appendedSeen = AppendedCount();
+    if (count == appendedSeen) return TakeResult::Empty;
+  }
+  Encoded next = Oldest();
+  while (markersDropped > 0 && next.shared + next.rest.size() == 0) {
+    --markersDropped;
+    PassBy(next, memory);
+    next = Oldest();
+  }
+  const std::size_t lineLength = next.shared + next.rest.size();
+  if (record.first.capacity() < next.key.size() || record.second.capacity() < lineLength) {
+    memory.keyLength = next.key.size();
+    memory.lineLength = lineLength;
+    return TakeResult::LacksRoom;
+  }
+  record.first.assign(next.key);
+  record.second.assign(lineBeforeOldest.Text().substr(0, next.shared)).append(next.rest);
+  if (lineLength == 0) ++markersTaken;
+  PassBy(next, memory);
+  // The next record comes out of the other processor's cache while this one is
+  // being written. One that is not there yet is left to the caller.
+  if (count + 1 < appendedSeen) {
+    __builtin_prefetch(oldest);
+    __builtin_prefetch(oldest + cacheLine);
+  }
+  taken.store(count + 1, std::memory_order_release);
+  return TakeResult::Taken;
+}
+
+RecordFifo::Encoded RecordFifo::Oldest() const {
+  Block* block = oldestBlock;
+  const char* next = oldest;
   std::size_t keyLength = GetLength(next);
   while (keyLength == 0) {
     block = block->next;
@@ -151,49 +184,42 @@ void RecordFifo::Read(Position& position, LogRecord& record) {
   --keyLength;
   const std::size_t shared = GetLength(next);
   const std::size_t restLength = GetLength(next);
-  const char* const rest = next + keyLength;
+  return {block, {next, keyLength}, shared, {next + keyLength, restLength}};
+}
 
-  record.first.assign(next, keyLength);
-  record.second.reserve(shared + restLength);
-  position.lineBefore.reserve(shared + restLength);
-
-  position.lineBefore.resize(shared);
-  position.lineBefore.append(rest, restLength);
-  record.second = position.lineBefore;
-  position.block = block;
-  position.next = rest + restLength;
+void RecordFifo::PassBy(const Encoded& record, Memory& memory) {
+  lineBeforeOldest.BecomeNext(record.shared, record.rest);
+  oldest = record.rest.data() + record.rest.size();
+  if (record.block != oldestBlock) {
+    Recycle(std::exchange(oldestBlock, record.block), record.block, memory);
+  }
 }
 
 void RecordFifo::DropExitMarkers() {
-  RecordFifo lines;
-  LogRecord record;
-  Position position = oldest;
-  for (std::uint64_t left = AppendedCount() - TakenCount(); left > 0; --left) {
-    Read(position, record);
-    if (!record.second.empty()) lines.Append(record.first, record.second);
-  }
-  std::swap(lastBlock, lines.lastBlock);
-  std::swap(end, lines.end);
-  std::swap(lastLine, lines.lastLine);
-  std::swap(oldest, lines.oldest);
-  taken.store(AppendedCount() - lines.AppendedCount(), std::memory_order_release);
+  const std::uint64_t waiting = markersAppended - markersTaken;
+  markersTaken += waiting;
+  markersDropped += waiting;
+  taken.store(TakenCount() + waiting, std::memory_order_release);
 }
 
-void RecordFifo::Clear() {
-  lastBlock = oldest.block;
+void RecordFifo::Clear(Memory& memory) {
+  if (oldestBlock != lastBlock) Recycle(std::exchange(oldestBlock, lastBlock), lastBlock, memory);
   end = lastBlock->Begin();
-  lastLine.clear();
-  oldest.next = end;
-  oldest.lineBefore.clear();
-  DeleteBlocks(std::exchange(oldest.block->next, nullptr));
+  oldest = end;
+  lastLine.Clear();
+  lineBeforeOldest.Clear();
+  markersTaken = markersAppended;
+  markersDropped = 0;
   taken.store(AppendedCount(), std::memory_order_release);
 }
 
 // Keeps one block of the usual size for the appending side.
-void RecordFifo::Recycle(Block* first, const Block* next) {
+void RecordFifo::Recycle(Block* first, const Block* next, Memory& memory) {
   while (first != next) {
-    Block* const block = std::exchange(first, first->next);
+    Block* block = std::exchange(first, first->next);
+    if (block == &noRecords.block) continue;
     block->next = nullptr;
-    DeleteBlocks(block->size == blockSize ? spareBlock.exchange(block) : block);
+    if (block->size == usualBlockSize) block = spareBlock.exchange(block);
+    if (block != nullptr) block->next = std::exchange(memory.discarded, block);
   }
 }

@@ -50,17 +50,17 @@ void ZinLoggerPrivate::SetClientMetricsLogDir(const std::string& dir) {
 void ZinLoggerPrivate::LockForFork() {
   logQueue.LockForFork();
   metricsQueue.LockForFork();
-  metricsBufferMutex.lock();
+  metricsBufferMutex.LockForFork();
 }
 
 void ZinLoggerPrivate::UnlockInParent() {
-  metricsBufferMutex.unlock();
+  metricsBufferMutex.UnlockAfterFork();
   metricsQueue.UnlockInParent();
   logQueue.UnlockInParent();
 }
 
 void ZinLoggerPrivate::ResetInChild() {
-  metricsBufferMutex.unlock();
+  metricsBufferMutex.UnlockAfterFork();
   metricsQueue.ResetInChild();
   logQueue.ResetInChild();
   StorePlain(logRunning, false);

@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "BlockingQueue.h"
 #include "Retention.h"
+#include "ZinForkMutex.h"
 #include "ZinLogger.h"
 
 // One record per facade. Its threads are detached and the retention threads
@@ -87,7 +87,7 @@ class ZIN_LOGGER_API ZinLoggerPrivate {
   std::int32_t metricsPrivSwitch = 0;
   BlockingQueue logQueue{0, "log"};
   BlockingQueue metricsQueue{0, "metrics"};
-  std::mutex metricsBufferMutex;  // guards the facade's metricsBuffer
+  ZinForkMutex metricsBufferMutex;  // guards the facade's metricsBuffer
 
  private:
   void StartChannel(bool isLog, int keepFiles, int fileSizeMiB, unsigned long queueCapacity,
