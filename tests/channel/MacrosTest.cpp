@@ -11,6 +11,7 @@
 #include "ZinLoggerMacros.h"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
@@ -57,6 +58,59 @@ TEST(Macros, FillInLevelFileLineAndFunction) {
     EXPECT_THAT(lines[i], MatchesRegex(".*\\] \\[" + levels[i] + "\\] \\[MacrosTest\\.cpp:" + line +
                                        "\\] \\[TestBody\\]: number " + std::to_string(i)));
   }
+}
+
+// What came of each form of one level.
+struct Forms {
+  std::vector<std::string> lines;     // of the channel's own file
+  std::vector<std::string> keyLines;  // of that of the sub-directory
+};
+
+// Each says another word, so that none can stand in for another.
+#define LOG_ALL_FORMS_OF(LEVEL)                                \
+  ZIN_##LEVEL("plain %d", 1);                                  \
+  ZIN_##LEVEL##_TO("key", "to %d", 2);                         \
+  ZIN_##LEVEL##_TAG(" tag ", "tag %d", 3);                     \
+  for (int i = 0; i < 2; ++i) {                                \
+    ZIN_##LEVEL##_IF(i == 1, "if %d", i);                      \
+    ZIN_##LEVEL##_EVERY_MS(longInterval, "interval %d", i);    \
+  }                                                            \
+  for (int i = 0; i < 5; ++i) {                                \
+    ZIN_##LEVEL##_EVERY_N(2, "every second %d", i);            \
+    if (i < 3) ZIN_##LEVEL##_EVERY_MS(0, "no interval %d", i); \
+  }
+
+template <typename LogAll>
+Forms FormsOf(LogAll logAll) {
+  const ScratchDir dir;
+  StartLogChannel(dir, {.level = DEBUG});
+  logAll();
+  Logger().StopSystem();
+  return {LinesFromHere(dir), LinesFromHere(dir, "key/app.log")};
+}
+
+void ExpectAllForms(const Forms& forms, const std::string& level) {
+  EXPECT_THAT(
+      MessagesOf(forms.lines),
+      ElementsAre("plain 1", "tag 3", "interval 0", "if 1", "every second 0", "no interval 0",
+                  "no interval 1", "every second 2", "no interval 2", "every second 4"))
+      << level;
+  EXPECT_THAT(MessagesOf(forms.keyLines), ElementsAre("to 2")) << level;
+  for (const std::string& line : forms.lines) {
+    const std::string tag = MessageOf(line) == "tag 3" ? " tag " : " ";
+    EXPECT_THAT(line, HasSubstr("] [" + level + "]" + tag + "[MacrosTest.cpp:"));
+  }
+  for (const std::string& line : forms.keyLines) {
+    EXPECT_THAT(line, HasSubstr("] [" + level + "] [MacrosTest.cpp:"));
+  }
+}
+
+TEST(Macros, OfEveryLevelHaveAllForms) {
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(FATAL) }), "FATAL");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(ERROR) }), "ERROR");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(WARN) }), "WARN");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(INFO) }), "INFO");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(DEBUG) }), "DEBUG");
 }
 
 TEST(Macros, WriteToASubDirectoryAndWithATag) {
@@ -124,6 +178,20 @@ TEST(Macros, CountTheCallsOfAllThreads) {
   Logger().StopSystem();
 
   EXPECT_THAT(LinesFromHere(dir), SizeIs(40));
+}
+
+// Fewer calls in each thread than it takes: only all together make a line more.
+TEST(Macros, CountTheCallsOfAllThreadsTogether) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  InThreads(10, [] {
+    for (int i = 0; i < 10; ++i) ZIN_INFO_EVERY_N(50, "fiftieth");
+  });
+  Logger().StopSystem();
+
+  // The first and the fifty-first of a hundred.
+  EXPECT_THAT(LinesFromHere(dir), SizeIs(2));
 }
 
 TEST(Macros, LogOncePerIntervalFromAllThreads) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <clocale>
 #include <cwchar>
 #include <thread>
@@ -232,6 +233,17 @@ TEST(MetricsGetPrivSwitch, SilencesMetricsForAnyOtherValueThanZero) {
     EXPECT_EQ(standardError.Text(), "");
     EXPECT_EQ(Logger().GetMetricsCount(), 0);
     EXPECT_EQ(TakeCachedLines(), "");
+  }
+}
+
+// Who switches it off must be able to rely on it, whatever number stands for it:
+// here those whose low bytes are zero.
+TEST(MetricsGetPrivSwitch, SilencesMetricsForLargeValues) {
+  for (const int value : {1 << 8, 1 << 16, 1 << 24, INT_MIN}) {
+    const CapturedStandardError standardError;
+    Logger().MetricsGetPrivSwitch(value);
+    Record("private");
+    EXPECT_EQ(standardError.Text(), "") << value;
   }
 }
 

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
@@ -180,6 +181,39 @@ TEST(StandardError, PassesOnAnExceptionThatIsNotAStreams) {
   EXPECT_FALSE(IsBrokenPipeBlocked());
   WriteToStandardError("written");  // no lock is left held
   EXPECT_EQ(standardError.Text(), "written");
+}
+
+// Unwinding out of a log call, which lets nothing pass, would end the process.
+TEST(StandardError, GetsTheLineOfAThreadThatIsCancelledAndThenTheThreadEnds) {
+  const CapturedStandardError standardError;
+  pthread_t thread{};
+  const auto body = [](void*) -> void* {
+    pthread_cancel(pthread_self());  // the next wait or write may be the last
+    LogText(INFO, "the last line");
+    pthread_testcancel();
+    LogText(INFO, "of a thread that goes on");
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+  void* result = nullptr;
+  ASSERT_EQ(pthread_join(thread, &result), 0);
+
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_EQ(standardError.Text(), infoHeader + "the last line\n");
+}
+
+TEST(StandardError, GetsTheRecordOfAThreadThatIsCancelled) {
+  const CapturedStandardError standardError;
+  pthread_t thread{};
+  const auto body = [](void*) -> void* {
+    pthread_cancel(pthread_self());
+    ZinLogger::GetInstance()->Metrics("the last record");
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+
+  EXPECT_EQ(standardError.Text(), "the last record\n");
 }
 
 TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {
