@@ -194,6 +194,88 @@ TEST(Macros, CountTheCallsOfAllThreadsTogether) {
   EXPECT_THAT(LinesFromHere(dir), SizeIs(2));
 }
 
+TEST(Macros, CountMoreCallsThan16BitsDo) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  for (int i = 0; i < 70000; ++i) ZIN_INFO_EVERY_N(30000, "%d", i);
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("0", "30000", "60000"));
+}
+
+TEST(ZinEveryNth, TakesNumbersOfAnySize) {
+  ZinEveryNth largest;
+  EXPECT_TRUE(largest.IsDue(std::numeric_limits<unsigned long>::max()));
+  EXPECT_FALSE(largest.IsDue(std::numeric_limits<unsigned long>::max()));
+  ZinEveryNth highestBit;  // what is left of it in fewer bits is zero
+  constexpr unsigned long half = std::numeric_limits<unsigned long>::max() / 2 + 1;
+  EXPECT_TRUE(highestBit.IsDue(half));
+  EXPECT_FALSE(highestBit.IsDue(half));
+}
+
+TEST(ZinEveryNth, GoesByTheNumberOfTheCallThatAsks) {
+  ZinEveryNth calls;
+  EXPECT_TRUE(calls.IsDue(3));   // the first
+  EXPECT_FALSE(calls.IsDue(3));  // the second
+  EXPECT_TRUE(calls.IsDue(2));   // the third: two after the first
+  EXPECT_FALSE(calls.IsDue(0));  // does not count
+  EXPECT_TRUE(calls.IsDue(3));   // the fourth: three after the first
+}
+
+// Without braces, before an else: each macro is one statement.
+TEST(Macros, LeaveAnElseToTheIfBeforeThem) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  bool elseRan = false;
+
+  if (dir.Path().empty())
+    ZIN_INFO_IF(true, "of an if that does not hold");
+  else
+    elseRan = true;
+  EXPECT_TRUE(elseRan);
+
+  elseRan = false;
+  if (!dir.Path().empty())
+    ZIN_INFO_IF(dir.Path().empty(), "no line");
+  else
+    elseRan = true;
+  EXPECT_FALSE(elseRan);
+
+  for (int i = 0; i < 3; ++i) {
+    if (i < 2)
+      ZIN_INFO_EVERY_N(2, "every second %d", i);
+    else
+      ZIN_INFO_EVERY_MS(longInterval, "else %d", i);
+  }
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("every second 0", "else 2"));
+}
+
+// A condition, a number and an interval may be expressions of any kind.
+TEST(Macros, TakeTheirArgumentsAsAWhole) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  const bool yes = true;
+  const bool no = false;
+  int evaluated = 0;
+
+  ZIN_INFO_IF(no || yes, "or");
+  for (int i = 0; i < 3; ++i) {
+    ZIN_INFO_EVERY_N((++evaluated, yes ? 2 : 1), "number %d", i);
+    ZIN_INFO_EVERY_MS((++evaluated, no ? 0 : longInterval), "interval %d", i);
+  }
+  ZIN_LOG(no ? DEBUG : WARN, yes ? " a " : " b ", yes ? "key" : "", "%s", yes ? "all" : "none");
+  Logger().StopSystem();
+
+  EXPECT_EQ(evaluated, 6);
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)),
+              ElementsAre("or", "number 0", "interval 0", "number 2"));
+  EXPECT_THAT(LinesFromHere(dir, "key/app.log"),
+              ElementsAre(MatchesRegex(".*\\[WARN\\] a .*: all")));
+}
+
 TEST(Macros, LogOncePerIntervalFromAllThreads) {
   const ScratchDir dir;
   StartLogChannel(dir);

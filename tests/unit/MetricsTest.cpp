@@ -213,6 +213,12 @@ TEST(MetricsCount, CountsRecordsThatAFullQueueDrops) {
   EXPECT_EQ(Logger().GetMetricsCount(), 3);
 }
 
+TEST(MetricsCount, CountsMoreThan16BitsDo) {
+  const OpenQueue queue(FacadeState().metricsQueue, 0);
+  for (int i = 0; i < 70000; ++i) Record("a");
+  EXPECT_EQ(Logger().GetMetricsCount(), 70000);
+}
+
 TEST(MetricsCount, CountsRecordsWhileTheChannelIsStopped) {
   const CapturedStandardError standardError;
   Record("a");

@@ -126,6 +126,20 @@ TEST(StandardError, KeepsErrnoWhenThePipeHasNoReader) {
   EXPECT_EQ(errno, EXDEV);
 }
 
+TEST(StandardError, KeepsErrnoOfARecordWhenThePipeHasNoReader) {
+  const BrokenStandardError broken;
+  errno = EXDEV;
+  ZinLogger::GetInstance()->Metrics("nobody reads this");
+  EXPECT_EQ(errno, EXDEV);
+}
+
+TEST(StandardError, KeepsErrnoOfARecordThatIsReportedWhenThePipeHasNoReader) {
+  const BrokenStandardError broken;
+  errno = EXDEV;
+  ZinLogger::GetInstance()->Metrics("%s", "");
+  EXPECT_EQ(errno, EXDEV);
+}
+
 TEST(StandardError, GetsTheNextLineOnceItWorksAgain) {
   {
     const BrokenStandardError broken;

@@ -6,7 +6,6 @@
 #include <ctime>
 
 #include "BlockingQueue.h"
-#include "ZinLoggerMacros.h"
 
 using namespace std::chrono_literals;
 
@@ -43,19 +42,6 @@ TEST(StopDeadline, IsATimeOfDay) {
   EXPECT_EQ(secondsBehindOnce, 0);
   EXPECT_TRUE(queue.IsRunning());
   EXPECT_LT(std::chrono::steady_clock::now() - start, 8s);
-}
-
-// As when a clock is set forward; one that is set back would silence a macro that
-// went by it for as long.
-TEST(OncePerInterval, IsNoMatterOfTheTimeOfDay) {
-  constexpr std::time_t oneDay = 24L * 60 * 60;
-  constexpr std::int64_t oneHour = 60L * 60 * 1000;  // milliseconds
-  ZinOncePerInterval interval;
-  secondsBehindOnce = oneDay;
-  EXPECT_TRUE(interval.IsDue(oneHour));
-
-  // A day later by the time of day, had anybody asked for it.
-  EXPECT_FALSE(interval.IsDue(oneHour));
 }
 
 }  // namespace
