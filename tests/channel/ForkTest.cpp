@@ -136,8 +136,9 @@ TEST(Fork, OfAChildThatHasAChannelOfItsOwnGivesEveryProcessItsOwnLines) {
               ElementsAre("grandchild without a channel"));
 }
 
-// Whatever another thread is doing for the first time at that moment: looking
-// up an account, reading the name of the process.
+// Whatever another thread is doing for the first time at that moment, or as the
+// only one: looking up an account, reading the name of the process, formatting a
+// record.
 class ForkDuringTheFirst : public testing::TestWithParam<const char*> {};
 
 TEST_P(ForkDuringTheFirst, UseLeavesTheChildAbleToLog) {
@@ -147,12 +148,19 @@ TEST_P(ForkDuringTheFirst, UseLeavesTheChildAbleToLog) {
 
   ASSERT_FALSE(result.timedOut);
   ASSERT_EQ(result.exitCode, 0) << result.standardOutput << result.standardError;
-  EXPECT_THAT(dir.Read("app.log"), HasSubstr("]: the parent's\n"));
+  const bool recorded = GetParam() == std::string("record");
+  EXPECT_EQ(dir.Has("metrics.log") ? dir.Read("metrics.log") : "",
+            recorded ? "the parent's record\n" : "");
+  EXPECT_THAT(dir.Read("app.log"),
+              recorded ? Not(HasSubstr("the parent's"))
+                       : testing::Matcher<std::string>(HasSubstr("]: the parent's\n")));
   ASSERT_TRUE(dir.Has("child/app.log"));
   EXPECT_THAT(dir.Read("child/app.log"), HasSubstr("]: the child's\n"));
+  EXPECT_EQ(dir.Read("child/metrics.log"), "the child's record\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(What, ForkDuringTheFirst, testing::Values("account", "process-name"),
+INSTANTIATE_TEST_SUITE_P(What, ForkDuringTheFirst,
+                         testing::Values("account", "process-name", "record"),
                          [](const auto& call) {
                            std::string name = call.param;
                            std::erase(name, '-');

@@ -11,6 +11,7 @@
 #include "ZinLoggerMacros.h"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
@@ -57,6 +58,59 @@ TEST(Macros, FillInLevelFileLineAndFunction) {
     EXPECT_THAT(lines[i], MatchesRegex(".*\\] \\[" + levels[i] + "\\] \\[MacrosTest\\.cpp:" + line +
                                        "\\] \\[TestBody\\]: number " + std::to_string(i)));
   }
+}
+
+// What came of each form of one level.
+struct Forms {
+  std::vector<std::string> lines;     // of the channel's own file
+  std::vector<std::string> keyLines;  // of that of the sub-directory
+};
+
+// Each says another word, so that none can stand in for another.
+#define LOG_ALL_FORMS_OF(LEVEL)                                \
+  ZIN_##LEVEL("plain %d", 1);                                  \
+  ZIN_##LEVEL##_TO("key", "to %d", 2);                         \
+  ZIN_##LEVEL##_TAG(" tag ", "tag %d", 3);                     \
+  for (int i = 0; i < 2; ++i) {                                \
+    ZIN_##LEVEL##_IF(i == 1, "if %d", i);                      \
+    ZIN_##LEVEL##_EVERY_MS(longInterval, "interval %d", i);    \
+  }                                                            \
+  for (int i = 0; i < 5; ++i) {                                \
+    ZIN_##LEVEL##_EVERY_N(2, "every second %d", i);            \
+    if (i < 3) ZIN_##LEVEL##_EVERY_MS(0, "no interval %d", i); \
+  }
+
+template <typename LogAll>
+Forms FormsOf(LogAll logAll) {
+  const ScratchDir dir;
+  StartLogChannel(dir, {.level = DEBUG});
+  logAll();
+  Logger().StopSystem();
+  return {LinesFromHere(dir), LinesFromHere(dir, "key/app.log")};
+}
+
+void ExpectAllForms(const Forms& forms, const std::string& level) {
+  EXPECT_THAT(
+      MessagesOf(forms.lines),
+      ElementsAre("plain 1", "tag 3", "interval 0", "if 1", "every second 0", "no interval 0",
+                  "no interval 1", "every second 2", "no interval 2", "every second 4"))
+      << level;
+  EXPECT_THAT(MessagesOf(forms.keyLines), ElementsAre("to 2")) << level;
+  for (const std::string& line : forms.lines) {
+    const std::string tag = MessageOf(line) == "tag 3" ? " tag " : " ";
+    EXPECT_THAT(line, HasSubstr("] [" + level + "]" + tag + "[MacrosTest.cpp:"));
+  }
+  for (const std::string& line : forms.keyLines) {
+    EXPECT_THAT(line, HasSubstr("] [" + level + "] [MacrosTest.cpp:"));
+  }
+}
+
+TEST(Macros, OfEveryLevelHaveAllForms) {
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(FATAL) }), "FATAL");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(ERROR) }), "ERROR");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(WARN) }), "WARN");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(INFO) }), "INFO");
+  ExpectAllForms(FormsOf([] { LOG_ALL_FORMS_OF(DEBUG) }), "DEBUG");
 }
 
 TEST(Macros, WriteToASubDirectoryAndWithATag) {
@@ -124,6 +178,102 @@ TEST(Macros, CountTheCallsOfAllThreads) {
   Logger().StopSystem();
 
   EXPECT_THAT(LinesFromHere(dir), SizeIs(40));
+}
+
+// Fewer calls in each thread than it takes: only all together make a line more.
+TEST(Macros, CountTheCallsOfAllThreadsTogether) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  InThreads(10, [] {
+    for (int i = 0; i < 10; ++i) ZIN_INFO_EVERY_N(50, "fiftieth");
+  });
+  Logger().StopSystem();
+
+  // The first and the fifty-first of a hundred.
+  EXPECT_THAT(LinesFromHere(dir), SizeIs(2));
+}
+
+TEST(Macros, CountMoreCallsThan16BitsDo) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  for (int i = 0; i < 70000; ++i) ZIN_INFO_EVERY_N(30000, "%d", i);
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("0", "30000", "60000"));
+}
+
+TEST(ZinEveryNth, TakesNumbersOfAnySize) {
+  ZinEveryNth largest;
+  EXPECT_TRUE(largest.IsDue(std::numeric_limits<unsigned long>::max()));
+  EXPECT_FALSE(largest.IsDue(std::numeric_limits<unsigned long>::max()));
+  ZinEveryNth highestBit;  // what is left of it in fewer bits is zero
+  constexpr unsigned long half = std::numeric_limits<unsigned long>::max() / 2 + 1;
+  EXPECT_TRUE(highestBit.IsDue(half));
+  EXPECT_FALSE(highestBit.IsDue(half));
+}
+
+TEST(ZinEveryNth, GoesByTheNumberOfTheCallThatAsks) {
+  ZinEveryNth calls;
+  EXPECT_TRUE(calls.IsDue(3));   // the first
+  EXPECT_FALSE(calls.IsDue(3));  // the second
+  EXPECT_TRUE(calls.IsDue(2));   // the third: two after the first
+  EXPECT_FALSE(calls.IsDue(0));  // does not count
+  EXPECT_TRUE(calls.IsDue(3));   // the fourth: three after the first
+}
+
+// Without braces, before an else: each macro is one statement.
+TEST(Macros, LeaveAnElseToTheIfBeforeThem) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  bool elseRan = false;
+
+  if (dir.Path().empty())
+    ZIN_INFO_IF(true, "of an if that does not hold");
+  else
+    elseRan = true;
+  EXPECT_TRUE(elseRan);
+
+  elseRan = false;
+  if (!dir.Path().empty())
+    ZIN_INFO_IF(dir.Path().empty(), "no line");
+  else
+    elseRan = true;
+  EXPECT_FALSE(elseRan);
+
+  for (int i = 0; i < 3; ++i) {
+    if (i < 2)
+      ZIN_INFO_EVERY_N(2, "every second %d", i);
+    else
+      ZIN_INFO_EVERY_MS(longInterval, "else %d", i);
+  }
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("every second 0", "else 2"));
+}
+
+// A condition, a number and an interval may be expressions of any kind.
+TEST(Macros, TakeTheirArgumentsAsAWhole) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  const bool yes = true;
+  const bool no = false;
+  int evaluated = 0;
+
+  ZIN_INFO_IF(no || yes, "or");
+  for (int i = 0; i < 3; ++i) {
+    ZIN_INFO_EVERY_N((++evaluated, yes ? 2 : 1), "number %d", i);
+    ZIN_INFO_EVERY_MS((++evaluated, no ? 0 : longInterval), "interval %d", i);
+  }
+  ZIN_LOG(no ? DEBUG : WARN, yes ? " a " : " b ", yes ? "key" : "", "%s", yes ? "all" : "none");
+  Logger().StopSystem();
+
+  EXPECT_EQ(evaluated, 6);
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)),
+              ElementsAre("or", "number 0", "interval 0", "number 2"));
+  EXPECT_THAT(LinesFromHere(dir, "key/app.log"),
+              ElementsAre(MatchesRegex(".*\\[WARN\\] a .*: all")));
 }
 
 TEST(Macros, LogOncePerIntervalFromAllThreads) {

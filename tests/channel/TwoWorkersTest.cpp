@@ -7,6 +7,7 @@
 
 // A second start while the channel runs adds a worker to the same queue.
 
+using testing::ElementsAre;
 using testing::SizeIs;
 using testing::UnorderedElementsAreArray;
 
@@ -75,6 +76,21 @@ TEST(TwoWorkers, InTwoDirectoriesWriteEveryLineOnceBetweenThem) {
   const std::vector<std::string> others = OwnMessagesOfAllFiles(second);
   lines.insert(lines.end(), others.begin(), others.end());
   EXPECT_THAT(lines, UnorderedElementsAreArray(NumberedLines(2000)));
+}
+
+// As when a part of the program starts the channel that another part has started.
+TEST(TwoWorkers, TakeTheCapacityOfTheLaterStart) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  StartLogChannel(dir, {.queueCapacity = 0});
+  LogLine("no room");
+  StartLogChannel(dir);
+  ASSERT_TRUE(WaitUntilTrue([] { return ThreadsNamed("zin-log-worker").size() == 3; }));
+  LogLine("room");
+  Logger().StopSystem();
+
+  ASSERT_TRUE(AllWorkersHaveLeft());
+  EXPECT_THAT(OwnMessagesOfAllFiles(dir), ElementsAre("room"));
 }
 
 TEST(TwoWorkers, OfTheMetricsChannelAreBothEndedByOneStop) {

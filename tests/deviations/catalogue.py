@@ -7,6 +7,7 @@ once in the file.
 PRIVATE = "ZinLogger/src/ZinLoggerPrivate/"
 FACADE = "ZinLogger/src/ZinLogger/"
 DIR = "ZinLogger/src/unix/ZinDir/"
+MACROS = "ZinLogger/include/ZinLoggerMacros.h"
 
 DEVIATIONS = [
     # ---- line format
@@ -23,6 +24,7 @@ DEVIATIONS = [
     ("a backslash does not separate", PRIVATE + "LineFormat.cpp", '"\\\\/"', '"/"'),
     ("sequence in the stamp has two digits", PRIVATE + "LineFormat.cpp", "%.3d-%.3d-%d", "%.3d-%.2d-%d"),
     ("the metrics name has no process id", PRIVATE + "MetricsNames.cpp", 'std::to_string(ZinGetProcessId())', 'std::to_string(0)'),
+    ("a header is measured with one number only", PRIVATE + "LineFormat.cpp", "longestNumber + longestNumber;", "longestNumber;"),
     # ---- log call
     ("a line at the threshold is dropped", FACADE + "Log.cpp", "level > LoadPlain(state->logLevel)", "level >= LoadPlain(state->logLevel)"),
     ("a line holds 2045 characters", FACADE + "Log.cpp", "longestText = 2046;  // header and message\nstatic_assert(longestText + 2", "longestText = 2045;  // header and message\nstatic_assert(longestText + 3"),
@@ -46,6 +48,7 @@ DEVIATIONS = [
     ("the last .log of a name counts", FACADE + "StartChecks.cpp", "fileName.find(logSuffix)", "fileName.rfind(logSuffix)"),
     ("limits are stored the other way round", FACADE + "ZinLogger.cpp", "StorePlain(state->logLimits.maxFileCount, maxFiles);", "StorePlain(state->logLimits.maxFileCount, maxMegabytes);"),
     ("default log limit is 101 files", PRIVATE + "ZinLoggerPrivate.h", "logLimits{100, 10}", "logLimits{101, 10}"),
+    ("an empty directory is the working directory", FACADE + "ZinLogger.cpp", 'dir == nullptr ? "." : dir;', "dir == nullptr || *dir == '\\0' ? \".\" : dir;"),
     # ---- queue
     ("the queue takes one record too many", PRIVATE + "BlockingQueue.cpp", "return appended - takenCountSeen < capacity;", "return appended - takenCountSeen <= capacity;"),
     ("the queue forgets what was taken", PRIVATE + "BlockingQueue.cpp", "  takenCountSeen = records.TakenCount();\n", ""),
@@ -60,6 +63,10 @@ DEVIATIONS = [
     ("a second start ends the first worker", PRIVATE + "BlockingQueue.cpp", "if (!running || stopRequested) ++currentGeneration;", "++currentGeneration;"),
     ("the child of a fork goes on queueing", PRIVATE + "BlockingQueue.cpp", "  records.Clear();\n  StorePlain(running, false);", "  records.Clear();"),
     ("the child of a fork keeps the parent's records", PRIVATE + "BlockingQueue.cpp", "  records.Clear();\n", ""),
+    ("a capacity is kept in 32 bits", PRIVATE + "BlockingQueue.cpp", "capacity = newCapacity;", "capacity = static_cast<std::uint32_t>(newCapacity);"),
+    ("a capacity beyond the signed range is none", PRIVATE + "BlockingQueue.cpp", "  if (appended - takenCountSeen < capacity) return true;\n  takenCountSeen = records.TakenCount();\n  return appended - takenCountSeen < capacity;", "  const auto most = static_cast<std::int64_t>(capacity);\n  if (static_cast<std::int64_t>(appended - takenCountSeen) < most) return true;\n  takenCountSeen = records.TakenCount();\n  return static_cast<std::int64_t>(appended - takenCountSeen) < most;"),
+    ("a start does not wait for a worker that takes", PRIVATE + "BlockingQueue.cpp", "const std::scoped_lock bothSides(takingMutex, mutex);", "const std::scoped_lock bothSides(mutex);"),
+    ("a late worker that leaves hands no notification on", PRIVATE + "BlockingQueue.cpp", "    if (worker == currentGeneration) StorePlain(running, false);\n", "    if (worker != currentGeneration) return;\n    StorePlain(running, false);\n"),
     # ---- records in memory
     ("a line's shared part is a byte too long", PRIVATE + "RecordFifo.cpp", "++shared;\n  return shared;", "++shared;\n  return std::min(shared + 1, most);"),
     ("a line does not become the line before", PRIVATE + "RecordFifo.cpp", "  lastLine.resize(shared);\n  lastLine.append(rest);\n", ""),
@@ -67,6 +74,7 @@ DEVIATIONS = [
     ("blocks are never given back", PRIVATE + "RecordFifo.cpp", "DeleteBlocks(block->size == blockSize ? spareBlock.exchange(block) : block);", "(void)block;"),
     ("a look for more is left out", PRIVATE + "RecordFifo.cpp", "count >= appendedSeen", "count == appendedSeen"),
     ("a record is appended before there is memory for it", PRIVATE + "RecordFifo.cpp", "  lastLine.reserve(line.size());\n  MakeRoom", "  MakeRoom"),
+    ("a restart keeps the last line of the old records", PRIVATE + "RecordFifo.cpp", "  std::swap(lastLine, lines.lastLine);\n", ""),
     # ---- channels
     ("the size limit is not masked", PRIVATE + "ChannelThreads.cpp", "sizeLimitMask = 0xFFF", "sizeLimitMask = 0x1FFF"),
     ("library threads run signal handlers", PRIVATE + "ChannelThreads.cpp", "sigfillset(&all);", "sigemptyset(&all);"),
@@ -82,6 +90,7 @@ DEVIATIONS = [
     ("a bad standard error stays bad", PRIVATE + "StandardError.cpp", "if (line != nullptr) std::cerr.clear();", ""),
     ("a null line clears what the application has set", PRIVATE + "StandardError.cpp", "if (line != nullptr) std::cerr.clear();", "std::cerr.clear();"),
     ("a broken pipe ends the process", PRIVATE + "StandardError.cpp", "const BrokenPipeGuard noBrokenPipe;", ""),
+    ("a cancelled thread unwinds out of a log call", PRIVATE + "StandardError.cpp", "  const CancellationGuard noCancellation;\n", ""),
     # ---- writer and rotation
     ("a file at its limit rotates", PRIVATE + "LogFileWriter.cpp", "file.bytesWritten > sizeLimit", "file.bytesWritten >= sizeLimit"),
     ("log files get mode 0644", PRIVATE + "FileModes.h", "logFileMode = 0640", "logFileMode = 0644"),
@@ -104,12 +113,19 @@ DEVIATIONS = [
     ("an earlier file is standard input for a moment", PRIVATE + "LogFileStream.cpp", "    const StandardDescriptorGuard guard;\n    descriptor = open(path.c_str(), O_RDONLY", "    descriptor = open(path.c_str(), O_RDONLY"),
     ("a rotation overwrites a file", PRIVATE + "LogFileRotation.cpp", "to.c_str(), RENAME_NOREPLACE) == 0", "to.c_str(), 0) == 0"),
     ("every rotated file gets mode 0440", PRIVATE + "LogFileRotation.cpp", "probes::Rotate(path, rotatedName);\n      return true;", "probes::Rotate(path, rotatedName);\n      break;"),
+    ("a dangling link is replaced where the kernel cannot promise not to", PRIVATE + "LogFileRotation.cpp", "if (lstat(to.c_str(), &status) == 0) {", "if (stat(to.c_str(), &status) == 0) {"),
+    ("a log file that was moved off a standard descriptor survives exec", PRIVATE + "LogFileStream.cpp", "F_DUPFD_CLOEXEC", "F_DUPFD"),
+    ("placeholders of standard descriptors survive exec", PRIVATE + "LogFileStream.cpp", "epoll_create1(EPOLL_CLOEXEC)", "epoll_create1(0)"),
+    ("a second worker's file is moved aside once only", PRIVATE + "LogFileWriter.cpp", "mostMoves = 100", "mostMoves = 1"),
+    ("a fresh stamp is tried ten times only", PRIVATE + "LogFileRotation.cpp", "attempt < sequenceCount", "attempt < 10"),
+    ("one closed standard descriptor is guarded", PRIVATE + "LogFileStream.cpp", "std::array<int, STDERR_FILENO + 1> placeholders{-1, -1, -1};", "std::array<int, 1> placeholders{-1};"),
     # ---- children of a fork
     ("a fork does not wait for an account lookup", DIR + "ZinDirOwnership.cpp", "  const std::lock_guard<std::mutex> lock(lookupMutex);\n", ""),
     ("a fork does not wait for a conversion of time", "ZinDateTime/src/ZinDateTime.cpp", "  const std::lock_guard<std::mutex> lock(conversionMutex);\n", ""),
     ("a new time zone waits for the next second", "ZinDateTime/src/ZinDateTime.cpp", "return second == now && secondsWest == timezone && hasDaylightSaving == daylight &&\n           name == tzname[0] && daylightName == tzname[1];", "return second == now;"),
     ("a child of fork keeps the parent's thread id", "ZinSysInfo/src/ZinSysInfo.cpp", "[] { threadId = 0; }", "[] {}"),
     ("the second lags behind the tick", "ZinDateTime/src/ZinDateTime.cpp", "clock_gettime(CLOCK_REALTIME, &now);", "clock_gettime(CLOCK_REALTIME_COARSE, &now);"),
+    ("a fork does not wait for a metrics record being formatted", PRIVATE + "ZinLoggerPrivate.cpp", "  metricsQueue.LockForFork();\n  metricsBufferMutex.lock();\n}\n\nvoid ZinLoggerPrivate::UnlockInParent() {\n  metricsBufferMutex.unlock();\n  metricsQueue.UnlockInParent();\n  logQueue.UnlockInParent();\n}\n\nvoid ZinLoggerPrivate::ResetInChild() {\n  metricsBufferMutex.unlock();\n", "  metricsQueue.LockForFork();\n}\n\nvoid ZinLoggerPrivate::UnlockInParent() {\n  metricsQueue.UnlockInParent();\n  logQueue.UnlockInParent();\n}\n\nvoid ZinLoggerPrivate::ResetInChild() {\n"),
     # ---- retention
     ("a trim by count leaves the maximum", PRIVATE + "Retention.cpp", "fileCount - maxCount + 1", "fileCount - maxCount"),
     ("a trim by size frees no spare MiB", PRIVATE + "Retention.cpp", "totalBytes - maxBytes + bytesPerMiB", "totalBytes - maxBytes"),
@@ -119,6 +135,7 @@ DEVIATIONS = [
     ("undated files are deleted", PRIVATE + "Retention.cpp", "if (modifyTime != 0) dated", "dated"),
     ("times of before the epoch are negative", PRIVATE + "Retention.cpp", "return left.modifyTime < right.modifyTime;", "return static_cast<std::int64_t>(left.modifyTime) < static_cast<std::int64_t>(right.modifyTime);"),
     ("one rotated file more is kept", PRIVATE + "Retention.cpp", "if (excess <= 0) return;", "if (excess <= 1) return;"),
+    ("files of the same second are one", PRIVATE + "Retention.cpp", "    return left.modifyTime < right.modifyTime;\n  });\n", "    return left.modifyTime < right.modifyTime;\n  });\n  dated.erase(std::unique(dated.begin(), dated.end(), [](const DatedFile& left, const DatedFile& right) { return left.modifyTime == right.modifyTime; }), dated.end());\n"),
     # ---- directories and owners
     ("directories get mode 0755", PRIVATE + "FileModes.h", "logDirectoryMode = 0750", "logDirectoryMode = 0755"),
     ("mkdir is called on the empty string", PRIVATE + "MakeDirs.cpp", "std::size_t i = 1;", "std::size_t i = 0;"),
@@ -130,6 +147,7 @@ DEVIATIONS = [
     ("sub-directories change owner", DIR + "ZinDirOwnership.cpp", "== 0 && !S_ISDIR(status.st_mode)", "== 0"),
     ("only regular files change owner", DIR + "ZinDirOwnership.cpp", "!S_ISDIR(status.st_mode)", "S_ISREG(status.st_mode)"),
     ("the first failed owner does not end the walk", DIR + "ZinDirOwnership.cpp", "if (IsFile(child) && !ChangeOwner(child.c_str(), *account)) return failure;", "if (IsFile(child)) (void)ChangeOwner(child.c_str(), *account);"),
+    ("files of other kinds count towards the size", DIR + "ZinDir.cpp", "    if (name.rfind(logSuffix) != name.size() - logSuffix.size()) continue;\n    files.push_back(path);\n    totalBytes += static_cast<std::uint64_t>(status->st_size);\n", "    totalBytes += static_cast<std::uint64_t>(status->st_size);\n    if (name.rfind(logSuffix) != name.size() - logSuffix.size()) continue;\n    files.push_back(path);\n"),
     # ---- metrics
     ("metrics ignore their switch", FACADE + "Metrics.cpp", "state == nullptr || LoadPlain(state->metricsPrivSwitch) != 0", "state == nullptr"),
     ("a record holds 8189 characters", FACADE + "Metrics.cpp", "longestRecord = 8190;\nstatic_assert(longestRecord + 2", "longestRecord = 8189;\nstatic_assert(longestRecord + 3"),
@@ -139,6 +157,8 @@ DEVIATIONS = [
     ("the metrics directory gets its mode whatever the umask", FACADE + "Metrics.cpp", "(void)mkdir(directory.c_str(), metricsDirectoryMode);", "if (mkdir(directory.c_str(), metricsDirectoryMode) == 0) (void)chmod(directory.c_str(), metricsDirectoryMode);"),
     ("a refused metrics start clears its flag", FACADE + "Metrics.cpp", "if (fileName == nullptr) return false;", "if (fileName == nullptr) { StorePlain(state->metricsRunning, false); return false; }"),
     ("the client directory loses its separator", FACADE + "MetricsDirectories.cpp", 'baseDir.back() == \'/\' ? "" : "/"', 'baseDir.back() == \'/\' ? "/" : ""'),
+    ("the privacy switch is kept in eight bits", FACADE + "Metrics.cpp", "StorePlain(state->metricsPrivSwitch, value)", "StorePlain(state->metricsPrivSwitch, static_cast<std::int8_t>(value))"),
+    ("an empty metrics directory is the working directory", FACADE + "Metrics.cpp", 'dir == nullptr ? "." : dir;', "dir == nullptr || *dir == '\\0' ? \".\" : dir;"),
     # ---- what a tracer is told
     ("a drop is not traced", PRIVATE + "BlockingQueue.cpp", "if (!accepted) probes::QueueDrop(channel, second);", ""),
     ("a queue that is full counts as a drop of the other channel", PRIVATE + "ZinLoggerPrivate.h", 'metricsQueue{0, "metrics"}', 'metricsQueue{0, "log"}'),
@@ -146,4 +166,10 @@ DEVIATIONS = [
     ("a removal is traced as failed", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? EPERM : errno"),
     ("a removal that failed is traced as done", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? 0 : 0"),
     ("a stop that was in time is traced", PRIVATE + "BlockingQueue.cpp", "if (timedOut) probes", "probes"),
+    # ---- macros
+    ("ZIN_ERROR_IF logs at INFO", MACROS, "#define ZIN_ERROR_IF(condition, ...) ZIN_LOG_IF(ZIN_LEVEL_ERROR,", "#define ZIN_ERROR_IF(condition, ...) ZIN_LOG_IF(ZIN_LEVEL_INFO,"),
+    ("ZIN_FATAL_TO takes the key for the tag", MACROS, 'ZIN_LOG(ZIN_LEVEL_FATAL, " ", subDirKey, __VA_ARGS__)', 'ZIN_LOG(ZIN_LEVEL_FATAL, subDirKey, "", __VA_ARGS__)'),
+    ("ZIN_DEBUG_EVERY_MS counts calls", MACROS, "ZIN_LOG_EVERY_MS(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)", "ZIN_LOG_EVERY_N(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)"),
+    ("intervals go by the time of day", MACROS, "std::chrono::steady_clock::now()", "std::chrono::system_clock::now()"),
+    ("every thread counts its own calls", MACROS, "static ZinEveryNth zinEveryNth;", "static thread_local ZinEveryNth zinEveryNth;"),
 ]

@@ -150,6 +150,15 @@ TEST_P(RotationWithoutNoReplace, GivesTheRotatedName0440WhenTheRenameFails) {
   EXPECT_EQ(dir.Read("app.log"), "contents");
 }
 
+TEST_P(RotationWithoutNoReplace, ReplacesNoLinkThatLeadsNowhere) {
+  std::filesystem::create_symlink(dir / "nowhere", dir / Rotated("000"));
+
+  RotateOnce();
+
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / Rotated("000")));
+  EXPECT_EQ(dir.Read(Rotated("001")), "contents");
+}
+
 INSTANTIATE_TEST_SUITE_P(Refusal, RotationWithoutNoReplace, ::testing::Values(EINVAL, ENOSYS),
                          [](const ::testing::TestParamInfo<int>& refusal) {
                            return refusal.param == EINVAL ? "ByTheFileSystem" : "ByTheKernel";

@@ -102,6 +102,20 @@ TEST(BlockingQueue, TakesARecordOneBelowCapacityAndDropsTheOneAtCapacity) {
   EXPECT_THAT(TakeLines(queue, worker), ElementsAre("1", "2", "3"));
 }
 
+// "As many as you like": a program that passes the largest number of its type.
+TEST(BlockingQueue, TakesLinesHoweverLargeItsCapacityIs) {
+  constexpr std::uint64_t one = 1;
+  for (const std::uint64_t capacity : {one << 31, one << 32, one << 63, UINT64_MAX}) {
+    BlockingQueue queue(0);
+    queue.SetCapacity(capacity);
+    queue.Start();
+
+    queue.Push("", "line");
+
+    EXPECT_EQ(queue.Size(), 1u) << capacity;
+  }
+}
+
 TEST(BlockingQueue, HasRoomAgainAfterAPop) {
   BlockingQueue queue(1);
   const auto worker = queue.Start();
@@ -219,6 +233,18 @@ TEST(BlockingQueue, DiscardsLeftoverExitMarkersAtAStart) {
 
   EXPECT_EQ(queue.Size(), 1u);
   EXPECT_EQ(Pop(queue, nextWorker).second, "line");
+}
+
+TEST(BlockingQueue, GivesBackALineWholeThatComesAfterASecondStart) {
+  BlockingQueue queue(10);
+  const auto worker = queue.Start();
+  queue.Push("net", "line 1 of some length\n");
+  EXPECT_EQ(Pop(queue, worker).second, "line 1 of some length\n");
+
+  queue.Start();
+  queue.Push("net", "line 2 of some length\n");
+
+  EXPECT_EQ(Pop(queue, worker), LogRecord("net", "line 2 of some length\n"));
 }
 
 TEST(BlockingQueue, PutsASecondWorkerIntoTheSameGeneration) {

@@ -144,6 +144,28 @@ TEST(BlockingQueue, LosesAndMixesNothingOfManyPushingThreads) {
   EXPECT_EQ(queue.Size(), 0u);
 }
 
+// A start goes through all that is queued, and the worker of the start before it
+// must not take any of it meanwhile.
+TEST(BlockingQueue, LosesAndRepeatsNothingWhenItIsStartedAgainWhileAWorkerTakes) {
+  constexpr int lineCount = 200000;
+  BlockingQueue queue(lineCount);
+  const auto worker = queue.Start();
+  for (int i = 0; i < lineCount; ++i) queue.Push("key", "a line with number " + std::to_string(i));
+  std::atomic<int> taken{0};
+  std::jthread starter([&](const std::stop_token& over) {
+    if (!WaitUntilTrue([&] { return taken > 0; })) return;
+    while (!over.stop_requested()) queue.Start();
+  });
+
+  for (int i = 0; i < lineCount; ++i) {
+    const LogRecord record = Pop(queue, worker);
+    ++taken;
+    ASSERT_EQ(record, LogRecord("key", "a line with number " + std::to_string(i)));
+  }
+
+  EXPECT_EQ(queue.Size(), 0u);
+}
+
 // All of them wait on one condition variable that is always notified for one:
 // a stop must set off a chain that reaches every one of them, in whatever order
 // they are woken. A missing link leaves a worker asleep for good, or a stopper
@@ -201,6 +223,22 @@ TEST(BlockingQueue, LetsAStopperGoWhenItIsStartedAnew) {
   stopper.join();
   waiting.join();
   EXPECT_EQ(taken.second, "line");
+  EXPECT_TRUE(queue.IsRunning());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 9s);
+}
+
+// The notification that reached the late worker may have been the stopper's.
+TEST(BlockingQueue, LetsAStopperGoWhenALateWorkerLeaves) {
+  BlockingQueue queue(10);
+  const auto lateWorker = queue.Start();
+  queue.PushExitMarker();
+  const auto start = std::chrono::steady_clock::now();
+  std::thread stopper = StartAsleep([&] { queue.WaitUntilStopped(); });
+  queue.Start();  // does not notify
+
+  queue.MarkStopped(lateWorker);
+
+  stopper.join();
   EXPECT_TRUE(queue.IsRunning());
   EXPECT_LT(std::chrono::steady_clock::now() - start, 9s);
 }

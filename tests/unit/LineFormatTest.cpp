@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <type_traits>
@@ -210,6 +211,31 @@ TEST(FormatLogHeader, FitsWhenTheCountIsItsLength) {
   EXPECT_EQ(FormatLogHeader(buffer.data(), buffer.size(), whole.size() - 1, INFO, "src/queue_unit",
                             110, "StopQueue", " "),
             -1);
+}
+
+// With every length about the bound, and the longest numbers: what does not fit is
+// cut there, and what lies behind the buffer stays as it is.
+TEST(FormatLogHeader, IsCutAtItsBoundWhateverIsLongInIt) {
+  constexpr std::size_t bufferSize = 2048;
+  constexpr std::size_t longest = 2046;
+  FakeIds::SetThreadId(INT_MIN);
+  const std::string before = "[demo] [2026-01-05 09:03:07.042] [-2147483648] [UNKNOWN]";
+  const std::string behind = "[a:-2147483648] [f]: ";
+  const std::size_t fixed = before.size() + behind.size();
+  for (std::size_t length = longest - 40; length <= longest + 40; ++length) {
+    const std::string tag(length - fixed, 't');
+    const std::string whole = before + tag + behind;
+    std::array<char, bufferSize + 100> buffer;
+    buffer.fill('#');
+
+    const std::int64_t result =
+        FormatLogHeader(buffer.data(), bufferSize, longest, static_cast<LogLevel>(5), "a", INT_MIN,
+                        "f", tag.c_str());
+
+    EXPECT_EQ(result, length <= longest ? static_cast<std::int64_t>(length) : -1) << length;
+    EXPECT_EQ(buffer.data(), whole.substr(0, longest)) << length;
+    EXPECT_EQ(std::count(buffer.begin() + bufferSize, buffer.end(), '#'), 100) << length;
+  }
 }
 
 TEST(LevelNames, AreIndexedByLevel) {

@@ -146,6 +146,18 @@ TEST_F(RotateFile, ReadsTheClockAgainForAFreshStamp) {
   EXPECT_EQ(dir.Read("server_20260105090307043-001-4711.log"), "of this run");
 }
 
+// As when a service that fails at once is started over and over: the file that
+// cannot be moved aside would be emptied.
+TEST_F(RotateFile, FindsTheOneNameThatIsFree) {
+  for (int i = 0; i < 1000; ++i) WriteAndRotate("server.log", std::to_string(i));
+  fs::remove(dir / Rotated("server", "998"));
+
+  WriteAndRotate("server.log", "of this run");
+
+  EXPECT_EQ(dir.Read(Rotated("server", "998")), "of this run");
+  EXPECT_FALSE(dir.Has("server.log"));
+}
+
 TEST_F(RotateFile, OverwritesNothingWhenAllNamesAreTaken) {
   // The sequences begin again while the clock still shows the same millisecond.
   for (int i = 0; i < 1000; ++i) WriteAndRotate("server.log", std::to_string(i));

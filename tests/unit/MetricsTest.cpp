@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <clocale>
 #include <cwchar>
 #include <thread>
@@ -212,6 +213,12 @@ TEST(MetricsCount, CountsRecordsThatAFullQueueDrops) {
   EXPECT_EQ(Logger().GetMetricsCount(), 3);
 }
 
+TEST(MetricsCount, CountsMoreThan16BitsDo) {
+  const OpenQueue queue(FacadeState().metricsQueue, 0);
+  for (int i = 0; i < 70000; ++i) Record("a");
+  EXPECT_EQ(Logger().GetMetricsCount(), 70000);
+}
+
 TEST(MetricsCount, CountsRecordsWhileTheChannelIsStopped) {
   const CapturedStandardError standardError;
   Record("a");
@@ -232,6 +239,17 @@ TEST(MetricsGetPrivSwitch, SilencesMetricsForAnyOtherValueThanZero) {
     EXPECT_EQ(standardError.Text(), "");
     EXPECT_EQ(Logger().GetMetricsCount(), 0);
     EXPECT_EQ(TakeCachedLines(), "");
+  }
+}
+
+// Who switches it off must be able to rely on it, whatever number stands for it:
+// here those whose low bytes are zero.
+TEST(MetricsGetPrivSwitch, SilencesMetricsForLargeValues) {
+  for (const int value : {1 << 8, 1 << 16, 1 << 24, INT_MIN}) {
+    const CapturedStandardError standardError;
+    Logger().MetricsGetPrivSwitch(value);
+    Record("private");
+    EXPECT_EQ(standardError.Text(), "") << value;
   }
 }
 

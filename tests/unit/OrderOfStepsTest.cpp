@@ -58,6 +58,17 @@ TEST(Log, HandsALineOverBeforeItEntersTheCache) {
   EXPECT_EQ(TakeCachedLines(), infoHeader + "hello\n");
 }
 
+TEST(Metrics, CountsARecordBeforeItHandsItOver) {
+  int countByThen = -1;
+  {
+    const WatchedStandardError watched([&](const std::string&) {
+      if (countByThen < 0) countByThen = ZinLogger::GetInstance()->GetMetricsCount();
+    });
+    ZinLogger::GetInstance()->Metrics("a=1");
+  }
+  EXPECT_EQ(countByThen, 1);
+}
+
 // Starts the metrics channel and looks at the flags while `stop` says that it
 // stops.
 void ExpectClearedFlagsWhile(const std::function<void()>& stop) {

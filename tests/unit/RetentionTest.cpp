@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t noByteLimit = std::numeric_limits<std::uint64_t>::max();
@@ -128,6 +129,33 @@ TEST(TrimDirToLimits, LeavesASingleDatedFileBesideFilesOfTheEpoch) {
   TrimByCount(files, 0);
 
   EXPECT_THAT(dir.Names(), ElementsAre("a.log", "epoch.log", "old-epoch.log"));
+}
+
+// As after a burst: many rotations within one second of the file system's clock.
+TEST(TrimDirToLimits, TrimsFilesOfOneSecondByTheirNumber) {
+  const ScratchDir dir;
+  std::vector<ScratchDir::LogFile> burst;
+  for (int i = 10; i < 20; ++i) burst.push_back({"app_" + std::to_string(i) + ".log", 500});
+  const auto files = dir.AddLogs(burst);
+
+  TrimByCount(files, 6);
+
+  // 10 - 6 + 1 of them go.
+  EXPECT_THAT(dir.Names(), SizeIs(5));
+}
+
+TEST(TrimDirToLimits, TrimsFilesOfOneSecondByTheirSize) {
+  const ScratchDir dir;
+  const auto files = dir.AddLogs({{"a.log", 500, MiB(1)},
+                                  {"b.log", 500, MiB(1)},
+                                  {"c.log", 500, MiB(1)},
+                                  {"d.log", 500, MiB(1)},
+                                  {"e.log", 500, MiB(1)}});
+
+  TrimBySize(files, MiB(3));
+
+  // 5 - 3 MiB and a spare one go.
+  EXPECT_THAT(dir.Names(), SizeIs(2));
 }
 
 // ---- Trimming by size ---------------------------------------------------

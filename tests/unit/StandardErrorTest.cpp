@@ -1,14 +1,13 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <iostream>
-#include <latch>
-#include <mutex>
 #include <stdexcept>
 #include <streambuf>
 #include <thread>
@@ -127,6 +126,20 @@ TEST(StandardError, KeepsErrnoWhenThePipeHasNoReader) {
   EXPECT_EQ(errno, EXDEV);
 }
 
+TEST(StandardError, KeepsErrnoOfARecordWhenThePipeHasNoReader) {
+  const BrokenStandardError broken;
+  errno = EXDEV;
+  ZinLogger::GetInstance()->Metrics("nobody reads this");
+  EXPECT_EQ(errno, EXDEV);
+}
+
+TEST(StandardError, KeepsErrnoOfARecordThatIsReportedWhenThePipeHasNoReader) {
+  const BrokenStandardError broken;
+  errno = EXDEV;
+  ZinLogger::GetInstance()->Metrics("%s", "");
+  EXPECT_EQ(errno, EXDEV);
+}
+
 TEST(StandardError, GetsTheNextLineOnceItWorksAgain) {
   {
     const BrokenStandardError broken;
@@ -184,118 +197,37 @@ TEST(StandardError, PassesOnAnExceptionThatIsNotAStreams) {
   EXPECT_EQ(standardError.Text(), "written");
 }
 
-// Counts how often it is flushed.
-class CountingBuffer : public std::streambuf {
- public:
-  int flushes = 0;
-
- protected:
-  int sync() override {
-    ++flushes;
-    return 0;
-  }
-};
-
-// std::cout belongs to other threads, which may be in the midst of a text.
-TEST(StandardError, LeavesAloneTheStreamThatItIsTiedTo) {
+// Unwinding out of a log call, which lets nothing pass, would end the process.
+TEST(StandardError, GetsTheLineOfAThreadThatIsCancelledAndThenTheThreadEnds) {
   const CapturedStandardError standardError;
-  CountingBuffer buffer;
-  std::streambuf* const former = std::cout.rdbuf(&buffer);
-  ASSERT_EQ(std::cerr.tie(), &std::cout);
+  pthread_t thread{};
+  const auto body = [](void*) -> void* {
+    pthread_cancel(pthread_self());  // the next wait or write may be the last
+    LogText(INFO, "the last line");
+    pthread_testcancel();
+    LogText(INFO, "of a thread that goes on");
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+  void* result = nullptr;
+  ASSERT_EQ(pthread_join(thread, &result), 0);
 
-  LogText(INFO, "hello");
-
-  std::cout.rdbuf(former);
-  EXPECT_EQ(buffer.flushes, 0);
-  EXPECT_EQ(standardError.Text(), infoHeader + "hello\n");
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_EQ(standardError.Text(), infoHeader + "the last line\n");
 }
 
-TEST(StandardError, IsFlushedAfterALineUnlessTheProgramHasSaidOtherwise) {
-  CountingBuffer buffer;
-  std::streambuf* const former = std::cerr.rdbuf(&buffer);
-  WriteToStandardError("");
-  const int flushes = buffer.flushes;
-  std::cerr << std::nounitbuf;
-  WriteToStandardError("");
-  std::cerr << std::unitbuf;
-  std::cerr.rdbuf(former);
-
-  EXPECT_EQ(flushes, 1);
-  EXPECT_EQ(buffer.flushes, 1);
-}
-
-TEST(StandardError, IsMarkedBadWhenItsBufferFails) {
-  class FailingBuffer : public std::streambuf {
-  } buffer;
-  std::streambuf* const former = std::cerr.rdbuf(&buffer);
-  WriteToStandardError("lost");
-  EXPECT_TRUE(std::cerr.bad());
-  std::cerr.rdbuf(nullptr);
-  WriteToStandardError("lost, too");
-  EXPECT_TRUE(std::cerr.bad());
-  std::cerr.rdbuf(former);
-}
-
-TEST(StandardError, IsMarkedBadWhenItsBufferThrowsAndNobodyAskedForThat) {
-  ThrowingBuffer buffer;
-  std::streambuf* const former = std::cerr.rdbuf(&buffer);
-  EXPECT_NO_THROW(WriteToStandardError("lost"));
-  EXPECT_TRUE(std::cerr.bad());
-  std::cerr.rdbuf(former);
-}
-
-// A buffer with a lock that a program also holds while it logs.
-class LockedBuffer : public std::streambuf {
- public:
-  std::mutex mutex;
-  std::latch isEntered{1};
-
- protected:
-  std::streamsize xsputn(const char*, std::streamsize size) override {
-    isEntered.count_down();
-    const std::lock_guard<std::mutex> lock(mutex);
-    return size;
-  }
-};
-
-TEST(StandardError, GoesAroundAThreadThatWaitsInThereForTheCaller) {
+TEST(StandardError, GetsTheRecordOfAThreadThatIsCancelled) {
   const CapturedStandardError standardError;
-  LockedBuffer buffer;
-  std::streambuf* const former = std::cerr.rdbuf(&buffer);
-  {
-    std::jthread other;
-    const std::lock_guard<std::mutex> lock(buffer.mutex);
-    other = std::jthread([] { WriteToStandardError("in the buffer\n"); });
-    buffer.isEntered.wait();
+  pthread_t thread{};
+  const auto body = [](void*) -> void* {
+    pthread_cancel(pthread_self());
+    ZinLogger::GetInstance()->Metrics("the last record");
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
 
-    LogText(INFO, "around it");
-
-    // The other one goes on when the lock is released, before it is joined.
-  }
-  std::cerr.rdbuf(former);
-  EXPECT_EQ(standardError.Text(), infoHeader + "around it\n");
-}
-
-// A buffer that logs what it gets.
-class LoggingBuffer : public std::streambuf {
- protected:
-  std::streamsize xsputn(const char* text, std::streamsize size) override {
-    LogText(WARN, std::string(text, static_cast<std::size_t>(size)));
-    return size;
-  }
-};
-
-TEST(StandardError, GoesAroundABufferThatLogsWhatItGets) {
-  const CapturedStandardError standardError;
-  LoggingBuffer buffer;
-  std::streambuf* const former = std::cerr.rdbuf(&buffer);
-  WriteToStandardError("once\n");
-  WriteToStandardError("twice\n");
-  std::cerr.rdbuf(former);
-
-  const std::string header =
-      "[demo] [2026-01-05 09:03:07.042] [1234] [WARN] [alpha_unit:12] [Work]: ";
-  EXPECT_EQ(standardError.Text(), header + "once\n" + header + "twice\n");
+  EXPECT_EQ(standardError.Text(), "the last record\n");
 }
 
 TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {

@@ -91,6 +91,23 @@ TEST(ZinListLogFiles, TakesWhateverIsNoDirectory) {
   EXPECT_THAT(ZinListLogFiles(dir.Path()), ElementsAre(dir / "pipe.log"));
 }
 
+// What the limit on the total size is compared with: somebody else's archive in the
+// directory must not cost the log files their lives.
+TEST(ZinListLogFiles, AddsUpTheSizesOfTheFilesThatItListsAlone) {
+  const ScratchDir dir;
+  dir.Write("x.log", "12345");
+  dir.Write("abc", "123");
+  dir.Write("x.log.gz", std::string(100, 'x'));
+  dir.Write("core.4711", std::string(1000, 'x'));
+  fs::create_directory(dir / "sub.log");
+  std::uint64_t totalBytes = 0;
+
+  EXPECT_THAT(ZinListLogFiles(dir.Path(), totalBytes),
+              UnorderedElementsAre(dir / "x.log", dir / "abc"));
+
+  EXPECT_EQ(totalBytes, 5u + 3u);
+}
+
 TEST(ZinListLogFiles, DoublesATrailingSeparator) {
   const ScratchDir dir;
   Touch(dir, {"x.log"});

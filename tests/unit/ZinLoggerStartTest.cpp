@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
 #include "FakeSleep.h"
@@ -125,6 +127,15 @@ TEST(StartSystem, TakesANullDirectoryForTheWorkingDirectory) {
   LogText(INFO, "hello");
   Logger().StopSystem();
   EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
+}
+
+TEST(StartSystem, StoresAnyThresholdUnchanged) {
+  const ScratchDir dir;
+  for (const int level : {-1, 4, 5, INT_MIN, INT_MAX}) {
+    EXPECT_TRUE(Start("app.log", dir.Path().c_str(), static_cast<LogLevel>(level)));
+    EXPECT_EQ(static_cast<int>(FacadeState().logLevel), level);
+  }
+  Logger().StopSystem();
 }
 
 // ---- Null name ---------------------------------------------------------------

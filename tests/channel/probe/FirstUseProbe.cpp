@@ -1,3 +1,4 @@
+#include <printf.h>
 #include <pwd.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,11 +12,12 @@
 #include "Children.h"
 #include "Probe.h"
 
-// first_use_probe account|process-name <directory>
+// first_use_probe account|process-name|record <directory>
 //
 // Forks while another thread is in the midst of something that happens once in
-// a process: what the child inherits half done, it can neither finish nor use.
-// The two calls of the C library that the library makes then are slow here.
+// a process, or in one thread at a time: what the child inherits half done, it
+// can neither finish nor use. The calls of the C library that the library makes
+// then are slow here, and so is the formatting of a record.
 
 namespace {
 
@@ -34,6 +36,32 @@ void BeSlow(const std::string& call) {
 
 // As that of the C library: a lock that a child inherits as it is.
 std::mutex accountMutex;
+
+// A conversion of this program's own, which prints nothing.
+constexpr int slowConversion = 'Y';
+int PrintSlowly(FILE*, const printf_info*, const void* const*) {
+  BeSlow("record");
+  return 0;
+}
+int TakesNoArgument(const printf_info*, std::size_t, int*, int*) {
+  return 0;
+}
+
+// With a format that the compiler does not know.
+void RecordSlowly(const char* format) {
+  using Call = void (ZinLogger::*)(const char*, ...);
+  const Call call = &ZinLogger::Metrics;
+  (Logger().*call)(format);
+}
+
+// What the first thread does.
+void UseTheSlowCall() {
+  if (slowCall == "record") {
+    RecordSlowly("the parent's%Y record");
+  } else {
+    LogLine("the parent's");
+  }
+}
 
 }  // namespace
 
@@ -56,19 +84,24 @@ __attribute__((visibility("default"))) ssize_t readlink(const char* path, char* 
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: first_use_probe account|process-name <directory>\n");
+    std::fprintf(stderr, "usage: first_use_probe account|process-name|record <directory>\n");
     return 2;
   }
   slowCall = argv[1];
   const std::string dir = argv[2];
+  Require(register_printf_specifier(slowConversion, PrintSlowly, TakesNoArgument) == 0,
+          "no conversion of our own");
   StartLog(dir);
-  std::thread first([] { LogLine("the parent's"); });
+  StartMetrics(dir);
+  std::thread first(UseTheSlowCall);
   WaitUntil([] { return isInSlowCall.load(); }, "the slow call");
 
   isAboutToFork = true;
   RunInChild("the child", [&] {
     StartLog(dir + "/child");
+    StartMetrics(dir + "/child");
     LogLine("the child's");
+    Logger().Metrics("the child's record");
     Logger().StopSystem();
   });
   first.join();

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <latch>
+#include <mutex>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <thread>
+
+#include "CapturedStandardError.h"
+#include "LogCalls.h"
+#include "StandardError.h"
+
+// A buffer of the program's own in std::cerr.
+
+namespace {
+
+// Counts how often it is flushed.
+class CountingBuffer : public std::streambuf {
+ public:
+  int flushes = 0;
+
+ protected:
+  int sync() override {
+    ++flushes;
+    return 0;
+  }
+};
+
+// std::cout belongs to other threads, which may be in the midst of a text.
+TEST(StandardErrorBuffer, IsWrittenToPastTheStreamThatStandardErrorIsTiedTo) {
+  const CapturedStandardError standardError;
+  CountingBuffer buffer;
+  std::streambuf* const former = std::cout.rdbuf(&buffer);
+  ASSERT_EQ(std::cerr.tie(), &std::cout);
+
+  LogText(INFO, "hello");
+
+  std::cout.rdbuf(former);
+  EXPECT_EQ(buffer.flushes, 0);
+  EXPECT_EQ(standardError.Text(), infoHeader + "hello\n");
+}
+
+TEST(StandardErrorBuffer, IsFlushedAfterALineUnlessTheProgramHasSaidOtherwise) {
+  CountingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  WriteToStandardError("");
+  const int flushes = buffer.flushes;
+  std::cerr << std::nounitbuf;
+  WriteToStandardError("");
+  std::cerr << std::unitbuf;
+  std::cerr.rdbuf(former);
+
+  EXPECT_EQ(flushes, 1);
+  EXPECT_EQ(buffer.flushes, 1);
+}
+
+TEST(StandardErrorBuffer, ThatFailsMarksTheStreamBad) {
+  class FailingBuffer : public std::streambuf {
+  } buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  WriteToStandardError("lost");
+  EXPECT_TRUE(std::cerr.bad());
+  std::cerr.rdbuf(nullptr);
+  WriteToStandardError("lost, too");
+  EXPECT_TRUE(std::cerr.bad());
+  std::cerr.rdbuf(former);
+}
+
+class ThrowingBuffer : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize) override { throw std::length_error("full"); }
+};
+
+TEST(StandardErrorBuffer, ThatThrowsMarksTheStreamBadWhenNobodyAskedItToThrow) {
+  ThrowingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  EXPECT_NO_THROW(WriteToStandardError("lost"));
+  EXPECT_TRUE(std::cerr.bad());
+  std::cerr.rdbuf(former);
+}
+
+// A buffer with a lock that a program also holds while it logs.
+class LockedBuffer : public std::streambuf {
+ public:
+  std::mutex mutex;
+  std::latch isEntered{1};
+
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    isEntered.count_down();
+    const std::lock_guard<std::mutex> lock(mutex);
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, IsLeftToTheThreadInsideThatWaitsForTheCaller) {
+  const CapturedStandardError standardError;
+  LockedBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  {
+    std::jthread other;
+    const std::lock_guard<std::mutex> lock(buffer.mutex);
+    other = std::jthread([] { WriteToStandardError("in the buffer\n"); });
+    buffer.isEntered.wait();
+
+    LogText(INFO, "around it");
+
+    // The other one goes on when the lock is released, before it is joined.
+  }
+  std::cerr.rdbuf(former);
+  EXPECT_EQ(standardError.Text(), infoHeader + "around it\n");
+}
+
+// A buffer that logs what it gets.
+class LoggingBuffer : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    LogText(WARN, std::string(text, static_cast<std::size_t>(size)));
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, ThatLogsWhatItGetsIsGoneAround) {
+  const CapturedStandardError standardError;
+  LoggingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  WriteToStandardError("once\n");
+  WriteToStandardError("twice\n");
+  std::cerr.rdbuf(former);
+
+  const std::string header =
+      "[demo] [2026-01-05 09:03:07.042] [1234] [WARN] [alpha_unit:12] [Work]: ";
+  EXPECT_EQ(standardError.Text(), header + "once\n" + header + "twice\n");
+}
+
+}  // namespace
