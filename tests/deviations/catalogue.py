@@ -104,6 +104,10 @@ DEVIATIONS = [
     ("an earlier file is standard input for a moment", PRIVATE + "LogFileStream.cpp", "    const StandardDescriptorGuard guard;\n    descriptor = open(path.c_str(), O_RDONLY", "    descriptor = open(path.c_str(), O_RDONLY"),
     ("a rotation overwrites a file", PRIVATE + "LogFileRotation.cpp", "to.c_str(), RENAME_NOREPLACE) == 0", "to.c_str(), 0) == 0"),
     ("every rotated file gets mode 0440", PRIVATE + "LogFileRotation.cpp", "probes::Rotate(path, rotatedName);\n      return true;", "probes::Rotate(path, rotatedName);\n      break;"),
+    ("a filter that forbids renameat2 empties the file", PRIVATE + "LogFileRotation.cpp", "error == EROFS;", "error == EROFS || error == EPERM;"),
+    ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (Reserve(to)) {", "errno = 0;\n  if (false) {"),
+    ("a rename that failed leaves an empty file", PRIVATE + "LogFileRotation.cpp", "    (void)unlink(to.c_str());\n", ""),
+    ("a directory stays where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (error != ENOTDIR) return false;", "return false;"),
     # ---- children of a fork
     ("a fork does not wait for an account lookup", DIR + "ZinDirOwnership.cpp", "  const std::lock_guard<std::mutex> lock(lookupMutex);\n", ""),
     ("a fork does not wait for a conversion of time", "ZinDateTime/src/ZinDateTime.cpp", "  const std::lock_guard<std::mutex> lock(conversionMutex);\n", ""),
