@@ -1,17 +1,7 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 
-#include <array>
-#include <bit>
-#include <cerrno>
-#include <cstddef>
-#include <cstdio>
-
+#include "RefusedRename.h"
 #include "Scenario.h"
 #include "Text.h"
 
@@ -53,26 +43,6 @@ TEST_P(RotationBySize, HappensAfterTheLineThatGoesPastOneMiB) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Channel, RotationBySize, testing::Values(1, 4097, -4095));
-
-// Renaming without replacing is refused with EPERM, as filters of containers
-// answer calls that they do not know. False where there are no such filters.
-bool RefuseToRenameWithoutReplacing() {
-  constexpr std::size_t flags = 4;  // the argument
-  constexpr std::size_t lowHalf = std::endian::native == std::endian::big ? 4 : 0;
-  std::array<sock_filter, 6> program = {{
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 3),
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
-               offsetof(seccomp_data, args) + flags * sizeof(std::uint64_t) + lowHalf),
-      BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, RENAME_NOREPLACE, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  }};
-  const sock_fprog filter = {program.size(), program.data()};
-  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0 &&
-         renameat2(AT_FDCWD, "", AT_FDCWD, "", RENAME_NOREPLACE) == -1 && errno == EPERM;
-}
 
 TEST(Rotation, LosesNothingWhereRenamingWithoutReplacingIsRefused) {
   if (!RefuseToRenameWithoutReplacing()) GTEST_SKIP() << "no filter for system calls to be had";

@@ -83,7 +83,7 @@ DEVIATIONS = [
     ("a null line clears what the application has set", PRIVATE + "StandardError.cpp", "if (line != nullptr) std::cerr.clear();", "std::cerr.clear();"),
     ("a broken pipe ends the process", PRIVATE + "StandardError.cpp", "const BrokenPipeGuard noBrokenPipe;", ""),
     # ---- writer and rotation
-    ("a file at its limit rotates", PRIVATE + "LogFileWriter.cpp", "file.bytesWritten > sizeLimit", "file.bytesWritten >= sizeLimit"),
+    ("a file at its limit rotates", PRIVATE + "LogFileWriter.cpp", "file->bytesWritten > sizeLimit", "file->bytesWritten >= sizeLimit"),
     ("log files get mode 0644", PRIVATE + "FileModes.h", "logFileMode = 0640", "logFileMode = 0644"),
     ("metrics files keep mode 0640", PRIVATE + "LogFileWriter.cpp", 'find("metrics") != std::string::npos', 'find("metrics") == 0'),
     ("a file left by an earlier run is overwritten", PRIVATE + "LogFileWriter.cpp", "IsReadable(path) ? RotateFile(path) : errno == ENOENT;", "false;"),
@@ -108,6 +108,18 @@ DEVIATIONS = [
     ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (Reserve(to)) {", "errno = 0;\n  if (false) {"),
     ("a rename that failed leaves an empty file", PRIVATE + "LogFileRotation.cpp", "    (void)unlink(to.c_str());\n", ""),
     ("a directory stays where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (error != ENOTDIR) return false;", "return false;"),
+    # ---- dead descriptors
+    ("a dead descriptor stays in use", PRIVATE + "LogFileWriter.cpp", "return IsGone(error) || (error", "return (error"),
+    ("a fault that passes moves the file aside", PRIVATE + "LogFileWriter.cpp", "error == EIO && failedLines >= fewestErrors", "error == EIO"),
+    ("a fault that stays moves no file aside", PRIVATE + "LogFileWriter.cpp", "|| (error == EIO && failedLines >= fewestErrors)", ""),
+    ("good lines between faults do not count", PRIVATE + "LogFileWriter.cpp", "    file->failedLines = 0;\n", ""),
+    ("every line that fails moves a file aside", PRIVATE + "LogFileWriter.cpp", "  if (!std::has_single_bit(failedLines)) return false;\n", ""),
+    ("a new file forgets that its forerunner failed", PRIVATE + "LogFileWriter.cpp", "    file->failedLines = failedLines;\n", ""),
+    ("a line that met a dead descriptor is lost", PRIVATE + "LogFileWriter.cpp", "  left = file->stream->Write(line);\n", "  left = 0;\n"),
+    ("two keys get one descriptor", PRIVATE + "LogFileWriter.cpp", "  if (isLost) ForgetLostFiles();\n", ""),
+    ("a foreign descriptor is closed", PRIVATE + "LogFileStream.cpp", "if (!IsLost()) (void)close(descriptor);", "(void)close(descriptor);"),
+    ("a foreign descriptor is written to for good", PRIVATE + "LogFileWriter.cpp", "file->stream != nullptr && file->stream->IsFoundLost()", "false"),
+    ("a foreign descriptor is taken for ours", PRIVATE + "LogFileStream.cpp", "return file && (status.st_dev", "return false && (status.st_dev"),
     # ---- children of a fork
     ("a fork does not wait for an account lookup", DIR + "ZinDirOwnership.cpp", "  const std::lock_guard<std::mutex> lock(lookupMutex);\n", ""),
     ("a fork does not wait for a conversion of time", "ZinDateTime/src/ZinDateTime.cpp", "  const std::lock_guard<std::mutex> lock(conversionMutex);\n", ""),
@@ -150,7 +162,7 @@ DEVIATIONS = [
     # ---- what a tracer is told
     ("a drop is not traced", PRIVATE + "BlockingQueue.cpp", "if (!accepted) probes::QueueDrop(channel, second);", ""),
     ("a queue that is full counts as a drop of the other channel", PRIVATE + "ZinLoggerPrivate.h", 'metricsQueue{0, "metrics"}', 'metricsQueue{0, "log"}'),
-    ("a write that failed is traced without its length", PRIVATE + "LogFileStream.cpp", "probes::WriteFail(descriptor, left,", "probes::WriteFail(descriptor, 0,"),
+    ("a write that failed is traced without its length", PRIVATE + "LogFileStream.cpp", "probes::WriteFail(descriptor, bytes,", "probes::WriteFail(descriptor, 0,"),
     ("a removal is traced as failed", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? EPERM : errno"),
     ("a removal that failed is traced as done", PRIVATE + "Retention.cpp", "std::remove(path.c_str()) == 0 ? 0 : errno", "std::remove(path.c_str()) == 0 ? 0 : 0"),
     ("a stop that was in time is traced", PRIVATE + "BlockingQueue.cpp", "if (timedOut) probes", "probes"),
