@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "RefusedRename.h"
 #include "Scenario.h"
 #include "Text.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 using testing::UnorderedElementsAreArray;
@@ -41,6 +43,22 @@ TEST_P(RotationBySize, HappensAfterTheLineThatGoesPastOneMiB) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Channel, RotationBySize, testing::Values(1, 4097, -4095));
+
+TEST(Rotation, LosesNothingWhereRenamingWithoutReplacingIsRefused) {
+  if (!RefuseToRenameWithoutReplacing()) GTEST_SKIP() << "no filter for system calls to be had";
+  const ScratchDir dir;
+  dir.Write("app.log", "of the earlier run\n");
+  StartLogChannel(dir, {.fileSizeMiB = 4096});
+
+  LogNumberedLines(20);
+  Logger().StopSystem();
+
+  EXPECT_THAT(OwnMessagesOfAllFiles(dir), UnorderedElementsAreArray(NumberedLines(20)));
+  const std::vector<std::string> rotated = RotatedNames(dir, "app");
+  std::vector<std::string> contents;
+  for (const std::string& name : rotated) contents.push_back(dir.Read(name));
+  EXPECT_THAT(contents, Contains("of the earlier run\n"));
+}
 
 TEST(Rotation, HappensAfterEveryLineAtASizeOf4096) {
   const ScratchDir dir;

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <string>
 
 #include "FailingCalls.h"
 #include "LogFileWriter.h"
@@ -43,7 +44,7 @@ TEST_F(RotationFaults, NoModeIsChangedAfterARename) {
 }
 
 TEST_F(RotationFaults, TheRotatedNameGets0440AfterAFailedRename) {
-  calls.Fail("renameat2", EACCES);
+  calls.Fail("renameat2", EROFS);
 
   RotateOnce();
 
@@ -61,7 +62,7 @@ TEST_F(RotationFaults, AFileThatVanishedIsIgnored) {
 }
 
 TEST_F(RotationFaults, AFailedRenameIsTriedOnce) {
-  calls.FailFrom("renameat2", EACCES);
+  calls.FailFrom("renameat2", EROFS);
 
   RotateOnce();
 
@@ -70,7 +71,8 @@ TEST_F(RotationFaults, AFailedRenameIsTriedOnce) {
 }
 
 TEST_F(RotationFaults, ContentsThatCannotBeMovedAsideAreLost) {
-  calls.Fail("renameat2", EACCES);
+  calls.Fail("renameat2", EBUSY);
+  calls.Fail("rename", EBUSY);
   dir.Write("app.log", "of the earlier run\n");
 
   writer.WriteLine("", "of this run\n");
@@ -83,6 +85,7 @@ TEST_F(RotationFaults, ALiveFileThatCannotBeMovedAsideBeginsAnew) {
   LogFileWriter small("app.log", dir.Path(), keepAll, 10);
   small.WriteLine("", "12345\n");
   calls.Fail("renameat2", EBUSY);
+  calls.Fail("rename", EBUSY);
 
   small.WriteLine("", "67890\n");
   EXPECT_EQ(dir.Read("app.log"), "");
@@ -115,7 +118,18 @@ TEST_F(RotationFaults, AFileThatMovesIntoARemovedWorkingDirectoryBeginsAnew) {
   EXPECT_EQ(dir.Read("abc"), "of this run\n");
 }
 
-// ---- File systems that cannot rename without replacing ------------------
+// What is said of the names, or of the disk, would be said of any other call.
+TEST_F(RotationFaults, AReasonThatLiesInTheFileEndsTheAttempt) {
+  for (const int reason : {ENOENT, ENAMETOOLONG, EROFS}) {
+    calls.Fail("renameat2", reason);
+    RotateOnce();
+  }
+
+  EXPECT_THAT(calls.Of({"renameat2"}), SizeIs(3));
+  EXPECT_THAT(calls.Of({"rename", "open", "lstat"}), IsEmpty());
+}
+
+// ---- Where nobody can rename without replacing --------------------------
 
 class RotationWithoutNoReplace : public RotationFaults, public ::testing::WithParamInterface<int> {
  protected:
@@ -140,6 +154,72 @@ TEST_P(RotationWithoutNoReplace, StillOverwritesNothing) {
   EXPECT_THAT(calls.Of({"chmod"}), IsEmpty());
 }
 
+TEST_P(RotationWithoutNoReplace, CountsADanglingLinkAsATakenName) {
+  std::filesystem::create_symlink("nowhere", dir / Rotated("000"));
+
+  RotateOnce();
+
+  EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000"), Rotated("001")));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / Rotated("000")));
+  EXPECT_EQ(dir.Read(Rotated("001")), "contents");
+}
+
+// The second worker has the same stamp, and rotates in the moment in which the
+// first one has found its name free.
+TEST_P(RotationWithoutNoReplace, LeavesTheNameToNobodyElse) {
+  LogFileWriter other("app.log", dir.Path(), keepAll, MiB(1));
+  calls.Before("rename", [&] {
+    other.RotateFile(dir / "app.log");
+    dir.Write("app.log", "of the other");
+  });
+
+  RotateOnce();
+
+  EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000"), Rotated("001")));
+  EXPECT_EQ(dir.Read(Rotated("000")), "of the other");
+  EXPECT_EQ(dir.Read(Rotated("001")), "contents");
+}
+
+TEST_P(RotationWithoutNoReplace, MovesADirectoryOutOfTheWayToo) {
+  std::filesystem::create_directory(dir / "app.log");
+
+  writer.WriteLine("", "line\n");
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log", Rotated("000")));
+  EXPECT_TRUE(std::filesystem::is_directory(dir / Rotated("000")));
+  EXPECT_EQ(dir.Read("app.log"), "line\n");
+}
+
+TEST_P(RotationWithoutNoReplace, NeedsNoRoomForAFile) {
+  calls.Fail("open", ENOSPC);
+
+  RotateOnce();
+
+  EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000")));
+  EXPECT_EQ(dir.Read(Rotated("000")), "contents");
+}
+
+TEST_P(RotationWithoutNoReplace, OverwritesNothingWhenThereIsNoRoomForAFile) {
+  dir.Write(Rotated("000"), "of an earlier run");
+  std::filesystem::create_symlink("nowhere", dir / Rotated("001"));
+  calls.FailFrom("open", ENOSPC);
+
+  RotateOnce();
+
+  EXPECT_EQ(dir.Read(Rotated("000")), "of an earlier run");
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / Rotated("001")));
+  EXPECT_EQ(dir.Read(Rotated("002")), "contents");
+}
+
+TEST_P(RotationWithoutNoReplace, LeavesNoEmptyFileBehindWhenTheRenameFails) {
+  calls.Fail("rename", EACCES);
+
+  RotateOnce();
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
+  EXPECT_EQ(dir.Read("app.log"), "contents");
+}
+
 TEST_P(RotationWithoutNoReplace, GivesTheRotatedName0440WhenTheRenameFails) {
   calls.Fail("rename", EACCES);
 
@@ -159,9 +239,10 @@ TEST_P(RotationWithoutNoReplace, ReplacesNoLinkThatLeadsNowhere) {
   EXPECT_EQ(dir.Read(Rotated("001")), "contents");
 }
 
-INSTANTIATE_TEST_SUITE_P(Refusal, RotationWithoutNoReplace, ::testing::Values(EINVAL, ENOSYS),
+INSTANTIATE_TEST_SUITE_P(Refusal, RotationWithoutNoReplace,
+                         ::testing::Values(EINVAL, ENOSYS, EPERM, EOPNOTSUPP, EACCES, ENOTTY),
                          [](const ::testing::TestParamInfo<int>& refusal) {
-                           return refusal.param == EINVAL ? "ByTheFileSystem" : "ByTheKernel";
+                           return "WithError" + std::to_string(refusal.param);
                          });
 
 }  // namespace

@@ -100,6 +100,7 @@ TEST_F(SecondWorker, LosesItsFileWhenThatCannotBeMovedAside) {
   calls.Before(
       "open", [&] { dir.Write("app.log", "of the other\n"); }, 2);
   calls.FailFrom("renameat2", EACCES);
+  calls.FailFrom("rename", EACCES);
 
   writer.WriteLine("", "ours\n");
 

@@ -24,6 +24,7 @@
 
 #include "Driver.h"
 #include "RecordCheck.h"
+#include "RefusedRename.h"
 
 namespace {
 
@@ -231,6 +232,39 @@ void FileDeleted(Scene& scene, unsigned cycles) {
   }
 }
 
+// Filters of containers answer EPERM where a call is not on their list.
+void RenameRefused(Scene& scene, unsigned cycles) {
+  if (!RefuseToRenameWithoutReplacing()) std::exit(notPossibleHere);
+  fs::create_directories(scene.dir + "/sub");
+  std::ofstream(scene.dir + "/sub/app.log");  // of an earlier run
+  Start(scene, rotateEveryLine);
+  for (unsigned cycle = 0; cycle < cycles; ++cycle) {
+    for (int i = 0; i < 5; ++i) scene.LogWell("sub");
+    scene.LetWorkerCatchUp();
+  }
+}
+
+// By a program that takes them all for its own, as closefrom(3) does; in half of
+// the cycles it then opens files that get the same numbers.
+void DescriptorsClosed(Scene& scene, unsigned cycles) {
+  constexpr int past = 64;
+  Start(scene, 1000);
+  for (unsigned cycle = 0; cycle < cycles; ++cycle) {
+    for (int i = 0; i < 5; ++i) scene.LogWell("sub");
+    scene.LetWorkerCatchUp();
+    for (int number = STDERR_FILENO + 1; number < past; ++number) (void)close(number);
+    std::vector<int> taken;
+    while (cycle % 2 == 1 && taken.size() < 5) {
+      taken.push_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
+    for (int i = 0; i < 5; ++i) scene.LogWell("sub");
+    scene.LetWorkerCatchUp();
+    for (const int number : taken) {
+      Require(close(number) == 0, "a descriptor of the program was closed");
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -242,6 +276,8 @@ int main(int argc, char** argv) {
       {"folder-removed", FolderRemoved},
       {"folder-moved", FolderMoved},
       {"file-deleted", FileDeleted},
+      {"rename-refused", RenameRefused},
+      {"descriptors-closed", DescriptorsClosed},
   };
   Ledger ledger(argv[2]);
   Scene scene(argv[1], ledger);

@@ -1,8 +1,9 @@
 // Prints the name of its process, after its executable has been taken away:
 //
-//   print_process_name kept|deleted|replaced|hidden
+//   print_process_name kept|deleted|replaced|hidden|no-proc
 //
-// hidden: the link to the executable cannot be read, as without a /proc.
+// hidden: the link to the executable cannot be read. no-proc: neither that nor
+// anything else below /proc, for the process has moved into a root without one.
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -37,6 +38,9 @@ int main(int argc, char** argv) {
     if (std::rename(upgrade.c_str(), executable.c_str()) != 0) return 2;
   } else if (fate == "hidden") {
     isHidden = true;
+  } else if (fate == "no-proc") {
+    const std::string root = executable.substr(0, executable.rfind('/'));
+    if (chroot(root.c_str()) != 0 || chdir("/") != 0) return 77;
   } else if (fate != "kept") {
     return 1;
   }

@@ -270,6 +270,49 @@ TEST(TrimDirToLimits, PromisesNoOrderWithinASecondButKeepsTheNewest) {
   EXPECT_NE(dir.Has("twin-1.log"), dir.Has("twin-2.log"));
 }
 
+// All of one second, in whichever order the directory lists them.
+std::vector<std::string> NamesLeftOfOneSecond(const std::string& live, std::uint64_t maxCount,
+                                              bool listsLiveFirst) {
+  const ScratchDir dir;
+  std::vector<std::string> names = {
+      "app_20260105090307042-000-4711.log", "app_20260105090307042-001-4711.log",
+      "app_20260105090307043-000-4711.log", "app_20260105090307100-000-4711.log"};
+  names.insert(listsLiveFirst ? names.begin() : names.end(), live);
+  std::vector<std::string> files;
+  for (const std::string& name : names) files.push_back(dir.AddLogs({{name, 100, 1}}).front());
+
+  TrimDirToLimits(files, files.size(), maxCount, 0, MiB(1));
+
+  return dir.Names();
+}
+
+TEST(TrimDirToLimits, LetsTheLiveFileLiveWhenABurstRotatedWithinItsSecond) {
+  // The last ones look like rotated names at first sight.
+  for (const std::string live : {"app.log", "abc", "service_2026-001-4711.log", "9.log",
+                                 "app-20260105090307042-000-4711.log", "app-000-4711.log",
+                                 "app_20260105090307042-000-.log", "app_-000-4711.log"}) {
+    EXPECT_THAT(NamesLeftOfOneSecond(live, 2, true), ElementsAre(live));
+    EXPECT_THAT(NamesLeftOfOneSecond(live, 2, false), ElementsAre(live));
+  }
+}
+
+TEST(TrimDirToLimits, LetsTheNewestRotatedNamesOfASecondLive) {
+  for (const bool listsLiveFirst : {true, false}) {
+    EXPECT_THAT(NamesLeftOfOneSecond("app.log", 4, listsLiveFirst),
+                ElementsAre("app.log", "app_20260105090307043-000-4711.log",
+                            "app_20260105090307100-000-4711.log"));
+  }
+}
+
+TEST(TrimDirToLimits, GoesByTimeBeforeItGoesByName) {
+  const ScratchDir dir;
+  const auto files = dir.AddLogs({{"app.log", 100}, {"app_20260105090307042-000-4711.log", 101}});
+
+  TrimDirToLimits(files, 2, 1, 0, MiB(1));
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app_20260105090307042-000-4711.log"));
+}
+
 // ---- Excess rotated files -----------------------------------------------
 
 std::vector<std::string> NamesAfterRemovingExcess(std::int64_t keepCount, int rotatedFiles) {

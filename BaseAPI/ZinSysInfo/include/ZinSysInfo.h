@@ -8,8 +8,9 @@
 class ZinSysInfo {
  public:
   // Base name of the executable, read once: of the link /proc/self/exe, or the
-  // kernel's short name of the process when that cannot be read. Empty when
-  // neither can. Valid until the process ends. Thread-safe.
+  // kernel's short name of the process when that cannot be read, or the base
+  // name that the process was started by where there is no /proc. Valid until
+  // the process ends. Thread-safe.
   static const std::string& GetCurrentProcessName();
 };
 

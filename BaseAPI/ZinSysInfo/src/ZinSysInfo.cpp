@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <fstream>
@@ -35,7 +36,8 @@ std::string ReadProcessName() {
   std::string shortName;
   std::ifstream comm("/proc/self/comm");
   std::getline(comm, shortName);
-  return shortName;
+  // No /proc, as in many a chroot: the name that it was started by.
+  return shortName.empty() ? program_invocation_short_name : shortName;
 }
 
 // Read before the first fork, so that no child inherits a name half read.

@@ -15,6 +15,9 @@ SCENARIOS = (
     ("folder-removed", "directory removed, in half of the cycles made again", "what it held, and one line",
      (), 0),
     ("folder-moved", "directory moved away", "none", ("moved-*", "sub"), 0),
+    ("rename-refused", "renameat2 refused with EPERM, rotating", "none", ("sub",), 0),
+    ("descriptors-closed", "all descriptors closed by the program, numbers taken again in half of the cycles", "none",
+     ("sub",), 0),
     ("file-deleted", "live file deleted from outside", "lines until its next rotation", (), 0),
 )
 
@@ -56,7 +59,7 @@ def rows(stage):
         tally = Tally(fault, allowed)
         problem, _, need = play(stage, scenario, places, cut, cycles)
         if problem == "not possible here":
-            yield tally.skipped("needs rights that this user has not")
+            yield tally.skipped("needs rights that this user has not, or a filter that this kernel has not")
             continue
         tally.add(problem)
         tally.runs *= cycles

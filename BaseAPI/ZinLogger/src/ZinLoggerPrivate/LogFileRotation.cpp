@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -8,6 +9,7 @@
 
 #include "FileModes.h"
 #include "LineFormat.h"
+#include "LogFileStream.h"
 #include "LogFileWriter.h"
 #include "Probes.h"
 
@@ -34,11 +36,33 @@ std::uint32_t TakeSequence(std::uint32_t& next) {
   return taken;
 }
 
+// Whether an errno tells of the names or of the disk. Anything else may mean
+// just that this call is not to be had: a kernel or file system that does not
+// know it, or one that a filter, a module or a user's file system forbids.
+bool LiesInTheFile(int error) {
+  return error == EEXIST || error == ENOENT || error == ENAMETOOLONG || error == EROFS;
+}
+
+// Takes the name with an empty file, which a rename may then replace: nobody who
+// respects a name that is taken can get it in between. False when it cannot.
+bool Reserve(const std::string& name) {
+  return LogFileStream::Open(name, LogFileStream::Existing::Refuse) != nullptr;
+}
+
 // Fails with EEXIST, and touches nothing, when `to` exists.
 bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system or kernel that cannot promise it: look first, then rename.
+  if (LiesInTheFile(errno)) return false;
+  if (Reserve(to)) {
+    if (std::rename(from.c_str(), to.c_str()) == 0) return true;
+    const int error = errno;
+    (void)unlink(to.c_str());
+    errno = error;
+    // A directory in the place of the log file replaces no file.
+    if (error != ENOTDIR) return false;
+  }
+  if (errno == EEXIST) return false;
+  // No room for a file, for one: look first, then rename.
   struct stat status {};
   if (lstat(to.c_str(), &status) == 0) {
     errno = EEXIST;

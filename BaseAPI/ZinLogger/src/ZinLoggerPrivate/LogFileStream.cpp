@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
 
 #include "FileModes.h"
 #include "Probes.h"
@@ -42,6 +44,15 @@ class StandardDescriptorGuard {
   std::array<int, STDERR_FILENO + 1> placeholders{-1, -1, -1};
 };
 
+constexpr std::int64_t millisecondsBetweenLooks = 10;
+
+// A few nanoseconds, and right to a few milliseconds.
+std::int64_t CoarseMilliseconds() {
+  timespec now{};
+  (void)clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+}
+
 }  // namespace
 
 std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path, Existing existing) {
@@ -67,11 +78,17 @@ std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path, Exis
   return std::unique_ptr<LogFileStream>(new LogFileStream(descriptor));
 }
 
-LogFileStream::~LogFileStream() {
-  (void)close(descriptor);
+LogFileStream::LogFileStream(int openDescriptor)
+    : descriptor(openDescriptor), lookedAt(CoarseMilliseconds()) {
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0) file = {status.st_dev, status.st_ino};
 }
 
-void LogFileStream::Write(const std::string& text) noexcept {
+LogFileStream::~LogFileStream() {
+  if (!IsLost()) (void)close(descriptor);
+}
+
+std::size_t LogFileStream::Write(const std::string& text) noexcept {
   const char* next = text.data();
   std::size_t left = text.size();
   while (left > 0) {
@@ -80,12 +97,31 @@ void LogFileStream::Write(const std::string& text) noexcept {
     const ssize_t written = syscall(SYS_write, descriptor, next, left);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
-      probes::WriteFail(descriptor, left, written < 0 ? errno : 0);
-      return;
+      if (written == 0) errno = 0;
+      break;
     }
     next += written;
     left -= static_cast<std::size_t>(written);
   }
+  return left;
+}
+
+void LogFileStream::TraceLoss(std::size_t bytes, int error) const noexcept {
+  probes::WriteFail(descriptor, bytes, error);
+}
+
+bool LogFileStream::IsLost() const noexcept {
+  struct stat status {};
+  // A file that cannot be examined, on a server that is gone, say, is still ours.
+  if (fstat(descriptor, &status) != 0) return errno == EBADF;
+  return file && (status.st_dev != file->device || status.st_ino != file->number);
+}
+
+bool LogFileStream::IsFoundLost() noexcept {
+  const std::int64_t now = CoarseMilliseconds();
+  if (now - lookedAt < millisecondsBetweenLooks) return false;
+  lookedAt = now;
+  return IsLost();
 }
 
 bool IsReadable(const std::string& path) {

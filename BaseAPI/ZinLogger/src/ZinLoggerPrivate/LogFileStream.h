@@ -3,7 +3,12 @@
 #ifndef ZIN_LOG_FILE_STREAM_H
 #define ZIN_LOG_FILE_STREAM_H
 
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 // Nothing is kept back in a buffer, so a write that failed leaves nothing that
@@ -22,20 +27,38 @@ class LogFileStream {
   static std::unique_ptr<LogFileStream> Open(const std::string& path,
                                              Existing existing = Existing::Empty);
 
-  // Closes the descriptor; a failure is ignored.
+  // Closes the descriptor, unless it is lost; a failure is ignored.
   ~LogFileStream();
   LogFileStream(const LogFileStream&) = delete;
   LogFileStream& operator=(const LogFileStream&) = delete;
 
   // Hands all bytes of `text` to the kernel before it returns, with one write
-  // unless the kernel takes them in parts. When a write fails, the rest of the
-  // text is lost.
-  void Write(const std::string& text) noexcept;
+  // unless the kernel takes them in parts. Returns how many bytes at the end it
+  // did not take; then errno tells why, 0 when it gave no reason.
+  std::size_t Write(const std::string& text) noexcept;
+
+  // Tells a tracer that as many bytes are not written anywhere else, either.
+  void TraceLoss(std::size_t bytes, int error) const noexcept;
+
+  // Whether the program has closed the descriptor under us: the number stands
+  // for nothing, or for a file or socket of the program's.
+  bool IsLost() const noexcept;
+
+  // The same, but looks at most every ten milliseconds, and is false in between:
+  // a look costs a system call, which is too dear for every line.
+  bool IsFoundLost() noexcept;
 
  private:
-  explicit LogFileStream(int openDescriptor) : descriptor(openDescriptor) {}
+  struct File {
+    dev_t device;
+    ino_t number;
+  };
+
+  explicit LogFileStream(int openDescriptor);
 
   int descriptor;
+  std::optional<File> file;  // none when it could not be examined
+  std::int64_t lookedAt;     // milliseconds of a coarse clock
 };
 
 // Whether `path` can be opened for reading; if not, errno tells why.

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <bit>
 #include <cerrno>
 #include <utility>
 
@@ -23,6 +24,23 @@ std::unique_ptr<LogFileStream> OpenEmpty(const std::string& path, bool nameIsFre
   return LogFileStream::Open(path, nameIsFree ? Existing::Refuse : Existing::Empty);
 }
 
+// A descriptor of a file on a server, disk or daemon that is gone takes nothing
+// any more, even when that has come back.
+bool IsGone(int error) {
+  return error == ESTALE || error == ENODEV || error == ENXIO || error == ENOTCONN ||
+         error == ECONNABORTED || error == ESHUTDOWN;
+}
+
+// Whether the file whose descriptor has failed for so many lines in a row is to
+// be opened anew. Ever more rarely, for each time moves a file aside.
+bool IsTimeToOpenAnew(int error, std::uint64_t failedLines) {
+  // EIO may pass, but a file system that was shut down stays so for as long as
+  // somebody holds a file of it.
+  constexpr std::uint64_t fewestErrors = 16;
+  if (!std::has_single_bit(failedLines)) return false;
+  return IsGone(error) || (error == EIO && failedLines >= fewestErrors);
+}
+
 }  // namespace
 
 LogFileWriter::LogFileWriter(std::string name, std::string dir, std::int64_t keep,
@@ -38,25 +56,67 @@ std::string LogFileWriter::DirectoryOf(const std::string& subDirKey) const {
   return subDirKey.empty() ? directory : directory + "/" + subDirKey;
 }
 
+OpenLogFile* LogFileWriter::FindOpenFile(const std::string& subDirKey) const {
+  const auto found = openFiles.find(subDirKey);
+  return found == openFiles.end() ? nullptr : found->second.get();
+}
+
 void LogFileWriter::WriteLine(const std::string& subDirKey, const std::string& line) {
-  auto found = openFiles.find(subDirKey);
-  if (found == openFiles.end()) {
-    OpenFile(subDirKey);
-    found = openFiles.find(subDirKey);
-    if (found == openFiles.end()) return;
+  OpenLogFile* file = FindOpenFile(subDirKey);
+  if (file != nullptr && file->stream != nullptr && file->stream->IsFoundLost()) {
+    ForgetLostFiles();
+    file = nullptr;
   }
-  OpenLogFile& file = *found->second;
-  if (file.stream == nullptr) {
-    openFiles.erase(found);
+  if (file == nullptr) {
+    OpenFile(subDirKey);
+    file = FindOpenFile(subDirKey);
+    if (file == nullptr) return;
+  }
+  if (file->stream == nullptr) {
+    openFiles.erase(subDirKey);
     return;
   }
-  file.stream->Write(line);
+  if (const std::size_t left = file->stream->Write(line); left != 0) {
+    file = WriteAfterFailure(subDirKey, line, *file, left);
+    if (file == nullptr) return;
+  } else {
+    file->failedLines = 0;
+  }
   // Deliberate: counted whether or not the write succeeded.
-  file.bytesWritten += line.size();
-  if (file.bytesWritten > sizeLimit) {
+  file->bytesWritten += line.size();
+  if (file->bytesWritten > sizeLimit) {
     OpenFile(subDirKey);
     RemoveExcessRotatedFiles(*this, subDirKey);
   }
+}
+
+OpenLogFile* LogFileWriter::WriteAfterFailure(const std::string& subDirKey, const std::string& line,
+                                              OpenLogFile& failed, std::size_t left) {
+  const int error = errno;
+  const std::uint64_t failedLines = failed.failedLines + 1;
+  const bool isLost = failed.stream->IsLost();
+  if (!isLost && !IsTimeToOpenAnew(error, failedLines)) {
+    failed.failedLines = failedLines;
+    failed.stream->TraceLoss(left, error);
+    return &failed;
+  }
+  if (isLost) ForgetLostFiles();
+  OpenFile(subDirKey);
+  OpenLogFile* const file = FindOpenFile(subDirKey);
+  if (file == nullptr) return nullptr;
+  left = file->stream->Write(line);
+  if (left != 0) {
+    // The new file is no better: the next lines are not to rotate it each.
+    file->stream->TraceLoss(left, errno);
+    file->failedLines = failedLines;
+  }
+  return file;
+}
+
+void LogFileWriter::ForgetLostFiles() {
+  std::erase_if(openFiles, [](const auto& entry) {
+    return entry.second->stream != nullptr && entry.second->stream->IsLost();
+  });
 }
 
 void LogFileWriter::OpenFile(const std::string& subDirKey) {

@@ -3,6 +3,7 @@
 #ifndef ZIN_LOG_FILE_WRITER_H
 #define ZIN_LOG_FILE_WRITER_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,6 +14,7 @@
 struct OpenLogFile {
   std::uint64_t bytesWritten = 0;  // since it was opened, failed writes included
   std::unique_ptr<LogFileStream> stream;
+  std::uint64_t failedLines = 0;  // in a row, up to now
 };
 
 // Files are opened by the first line for them and stay open until they rotate
@@ -35,6 +37,10 @@ class LogFileWriter {
 
   // Appends `line` as it stands to the file of `subDirKey`. The line that takes
   // the file past the size limit is written whole; then the file is rotated.
+  //
+  // A write that fails because the descriptor is of no more use (the program
+  // has closed it, or what it stood for is gone) opens the file anew, as the
+  // first line does, and the line goes there. Any other failure costs the line.
   void WriteLine(const std::string& subDirKey, const std::string& line);
 
   // Opens the file of `subDirKey` new and empty, with mode and owner set. A
@@ -57,6 +63,18 @@ class LogFileWriter {
   const std::int64_t keepCount;        // rotated files kept next to a live one
   const std::uint64_t sizeLimit;       // bytes; a file that grows past it is rotated
   std::uint32_t rotationSequence = 0;  // 0 to 999, shared by all keys
+
+ private:
+  // Null when there is none.
+  OpenLogFile* FindOpenFile(const std::string& subDirKey) const;
+
+  // After a write that left `left` bytes, with the reason in errno: tries a new
+  // file, if that may help. The file that is open now; null when none is.
+  OpenLogFile* WriteAfterFailure(const std::string& subDirKey, const std::string& line,
+                                 OpenLogFile& failed, std::size_t left);
+
+  // Of all keys at once, before another file gets the number of one of them.
+  void ForgetLostFiles();
 };
 
 #endif  // ZIN_LOG_FILE_WRITER_H

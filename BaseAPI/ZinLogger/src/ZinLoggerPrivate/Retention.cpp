@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "LogFileWriter.h"
@@ -17,6 +18,33 @@ struct DatedFile {
   std::string path;
 };
 
+bool DropEnd(std::string_view& text, std::string_view end) {
+  if (!text.ends_with(end)) return false;
+  text.remove_suffix(end.size());
+  return true;
+}
+
+std::size_t DropDigits(std::string_view& text) {
+  const std::size_t size = text.size();
+  while (!text.empty() && text.back() >= '0' && text.back() <= '9') text.remove_suffix(1);
+  return size - text.size();
+}
+
+// Whether a name ends as rotated ones do: "_", time, sequence, process, ".log".
+bool IsRotated(std::string_view name) {
+  return DropEnd(name, ".log") && DropDigits(name) > 0 && DropEnd(name, "-") &&
+         DropDigits(name) == 3 && DropEnd(name, "-") && DropDigits(name) == 17 &&
+         DropEnd(name, "_");
+}
+
+// A live file is newer than any that was rotated away, and their names tell
+// the time to the millisecond.
+bool IsOlderByName(const std::string& left, const std::string& right) {
+  const bool leftIsLive = !IsRotated(left);
+  const bool rightIsLive = !IsRotated(right);
+  return leftIsLive == rightIsLive ? left < right : rightIsLive;
+}
+
 // Oldest first. Files that vanished or cannot be examined are left out.
 std::vector<DatedFile> SortByAge(const std::vector<std::string>& files) {
   std::vector<DatedFile> dated;
@@ -26,8 +54,10 @@ std::vector<DatedFile> SortByAge(const std::vector<std::string>& files) {
     // Deliberate: a file dated at the epoch looks like one that vanished.
     if (modifyTime != 0) dated.push_back({modifyTime, path});
   }
-  // Deliberate: by time alone; files of the same second go in any order.
+  // Deliberate: by time; within a second no order is promised. The names decide
+  // there, or a live file could go before those that it has just replaced.
   std::sort(dated.begin(), dated.end(), [](const DatedFile& left, const DatedFile& right) {
+    if (left.modifyTime == right.modifyTime) return IsOlderByName(left.path, right.path);
     return left.modifyTime < right.modifyTime;
   });
   return dated;

@@ -31,7 +31,8 @@ void RunRetentionPass(const std::string& directory, const RetentionLimits& limit
 // exceed the files that still exist. Above maxBytes, deletion goes on until
 // the excess plus 1 MiB is freed; above maxCount, until maxCount - 1 files
 // remain. The newest file always survives. Failed removals count as done.
-// Files of the same modification second go in no promised order.
+// Files of the same modification second go in no promised order, except that
+// a live file goes after those that were rotated.
 void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCount,
                      std::uint64_t maxCount, std::uint64_t totalBytes, std::uint64_t maxBytes);
 
