@@ -43,7 +43,7 @@ add_custom_command(
           -I${debianFiles}/symbols -O${debianBuild}/symbols -c4 -q
   DEPENDS ${debianFiles}/symbols ZinLogger
   VERBATIM)
-add_custom_target(DebianFiles ALL DEPENDS ${debianBuild}/changelog.Debian.gz
+add_custom_target(ZinDebianFiles ALL DEPENDS ${debianBuild}/changelog.Debian.gz
                                           ${debianBuild}/symbols)
 
 # ---- The packages ----------------------------------------------------------------
