@@ -6,11 +6,11 @@
 #include <cerrno>
 #include <clocale>
 #include <cwchar>
-#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "OpenQueue.h"
 #include "ZinLogger.h"
@@ -259,7 +259,7 @@ TEST(Metrics, MayBeCalledFromManyThreads) {
                                             std::string(8000, 'c'), std::string(8000, 'd')};
   OpenQueue queue(FacadeState().metricsQueue, texts.size() * recordsPerThread);
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (const std::string& text : texts) {
       threads.emplace_back([&text] {
         for (int i = 0; i < recordsPerThread; ++i) Record(text);
