@@ -1,4 +1,10 @@
-# How our own targets are compiled. Nothing here reaches a consumer.
+# How our own targets are compiled. Nothing here reaches a consumer. In the tree of
+# another project its settings count, and its compiler's warnings are not its concern.
+
+add_library(ZinBuildFlags INTERFACE)
+if(NOT ZIN_IN_OWN_TREE)
+  return()
+endif()
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build" FORCE)
@@ -7,7 +13,6 @@ endif()
 option(ZIN_WARNINGS_AS_ERRORS "Treat warnings as errors (for developers of the library)" OFF)
 set(ZIN_SANITIZERS "" CACHE STRING "Sanitizers for -fsanitize=, for example address,undefined")
 
-add_library(ZinBuildFlags INTERFACE)
 target_compile_options(
   ZinBuildFlags
   INTERFACE -Wall

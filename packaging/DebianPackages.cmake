@@ -27,7 +27,12 @@ install(FILES debian/sysusers.conf DESTINATION lib/sysusers.d RENAME libzinlogge
         COMPONENT runtime)
 install(FILES debian/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME libzinlogger1.conf
         COMPONENT runtime)
-install(FILES ${PROJECT_SOURCE_DIR}/examples/service/fileserver.service
+# As in the source tree, so that the guides' links to one another hold.
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION share/doc/libzinlogger-dev COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION share/doc/libzinlogger-dev COMPONENT dev
+        FILES_MATCHING PATTERN *.md PATTERN *.svg
+        PATTERN man EXCLUDE PATTERN reference EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/service
         DESTINATION share/doc/libzinlogger-dev/examples COMPONENT dev)
 
 # -n: no time of compression, so that the same sources give the same bytes.
@@ -43,7 +48,7 @@ add_custom_command(
           -I${debianFiles}/symbols -O${debianBuild}/symbols -c4 -q
   DEPENDS ${debianFiles}/symbols ZinLogger
   VERBATIM)
-add_custom_target(DebianFiles ALL DEPENDS ${debianBuild}/changelog.Debian.gz
+add_custom_target(ZinDebianFiles ALL DEPENDS ${debianBuild}/changelog.Debian.gz
                                           ${debianBuild}/symbols)
 
 # ---- The packages ----------------------------------------------------------------
@@ -107,8 +112,8 @@ zin_debian_package(
   dev libzinlogger-dev libdevel
   "${summary} - development files
 ${aboutTheLibrary}
-This package holds the headers, the files for CMake and pkg-config, and the
-manual page zinlogger(3).")
+This package holds the headers, the files for CMake and pkg-config, the manual
+page zinlogger(3), the guides, and an example service.")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzinlogger1 ${exactVersion}")
 
 zin_debian_package(

@@ -27,6 +27,7 @@ f $lib/cmake/ZinLogger/ZinLoggerTargets.cmake
 f $lib/libZinLogger.so.1.0.0
 f $lib/pkgconfig/zinlogger.pc
 f share/man/man3/zinlogger.3
+f share/zinlogger/tsan.supp
 l $lib/libZinLogger.so -> libZinLogger.so.1
 l $lib/libZinLogger.so.1 -> libZinLogger.so.1.0.0
 END

@@ -12,7 +12,7 @@ readme_sample() {
 
 # readme_project README: prints a CMakeLists.txt around the README's lines for CMake.
 readme_project() {
-  echo 'cmake_minimum_required(VERSION 3.25)'
+  echo 'cmake_minimum_required(VERSION 3.18)'
   echo 'project(demo LANGUAGES CXX)'
   echo 'add_executable(demo main.cpp)'
   readme_sample "$1" cmake

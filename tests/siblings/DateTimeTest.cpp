@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <thread>
 #include <vector>
 
+#include "JoiningThread.h"
 #include "WaitUntilTrue.h"
 #include "ZinDateTime.h"
 
@@ -163,7 +163,7 @@ TEST(Tick, GoesOn) {
 TEST(DateTime, MayBeReadInAChildWhateverItsParentsThreadsDo) {
   constexpr int forks = 300;
   std::atomic<bool> finished{false};
-  std::vector<std::jthread> readers;
+  std::vector<JoiningThread> readers;
   for (int i = 0; i < 3; ++i) {
     readers.emplace_back([&finished] {
       while (!finished) (void)ZinDateTime::GetCurrentDateTime();

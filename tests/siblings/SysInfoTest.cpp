@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "JoiningThread.h"
 #include "RunProgram.h"
 #include "ScratchDir.h"
 #include "WaitUntilTrue.h"
@@ -99,7 +100,7 @@ TEST(ThreadId, DiffersBetweenThreadsAndIsTheKernels) {
   for (int i = 0; i < 3; ++i) {
     std::int32_t id = 0;
     bool known = false;
-    std::jthread([&] {
+    std::thread([&] {
       id = ZinGetThreadId();
       known = fs::exists("/proc/self/task/" + std::to_string(id));
     }).join();
@@ -114,7 +115,7 @@ TEST(ThreadId, DiffersBetweenThreadsThatLiveTogether) {
   std::array<std::atomic<std::int32_t>, 4> ids{};
   std::atomic<int> started{0};
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (std::atomic<std::int32_t>& id : ids) {
       threads.emplace_back([&] {
         id = ZinGetThreadId();
@@ -158,7 +159,7 @@ TEST(Sleep, IsNotCutShortBySignals) {
   std::atomic<bool> asleep{false};
   std::atomic<bool> awake{false};
   Clock::duration slept{};
-  std::jthread sleeper([&] {
+  JoiningThread sleeper([&] {
     const auto begin = Clock::now();
     asleep = true;
     ZinSleep(static_cast<std::uint32_t>(duration.count()));

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "BlockingQueue.h"
+#include "JoiningThread.h"
 #include "OpenQueue.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
@@ -57,7 +58,7 @@ TEST(BlockingQueue, TellsWhetherItRunsAndItsSizeWhileItsMutexesAreHeld) {
   queue.Push("", "line");
   std::atomic<bool> answered{false};
   queue.LockForFork();
-  std::jthread reader([&] {
+  JoiningThread reader([&] {
     EXPECT_TRUE(queue.IsRunning());
     EXPECT_EQ(queue.Size(), 1u);
     answered = true;

@@ -5,12 +5,12 @@
 #include <climits>
 #include <clocale>
 #include <cwchar>
-#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
 #include "FakeClock.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "OpenQueue.h"
 #include "Text.h"
@@ -215,7 +215,7 @@ TEST(Log, MayBeCalledFromManyThreads) {
   constexpr int linesPerThread = 200;
   const CapturedStandardError standardError;
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (const char letter : {'a', 'b', 'c', 'd', 'e', 'f'}) {
       threads.emplace_back([letter] {
         for (int i = 0; i < linesPerThread; ++i) LogText(INFO, std::string(100, letter));

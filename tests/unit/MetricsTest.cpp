@@ -7,11 +7,11 @@
 #include <climits>
 #include <clocale>
 #include <cwchar>
-#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "OpenQueue.h"
 #include "ZinLogger.h"
@@ -277,7 +277,7 @@ TEST(Metrics, MayBeCalledFromManyThreads) {
                                             std::string(8000, 'c'), std::string(8000, 'd')};
   OpenQueue queue(FacadeState().metricsQueue, texts.size() * recordsPerThread);
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (const std::string& text : texts) {
       threads.emplace_back([&text] {
         for (int i = 0; i < recordsPerThread; ++i) Record(text);

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <limits>
 #include <set>
-#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "RecentLogCache.h"
 #include "Text.h"
@@ -220,7 +220,7 @@ TEST(RecentLogCache, NeedsNoLockForACallThatHasNothingToDo) {
   AppendLines(cache, 1, 3);
   std::atomic<bool> answered{false};
   cache.LockForFork();
-  std::jthread other([&] {
+  JoiningThread other([&] {
     EXPECT_EQ(cache.GetBatch(0), "");
     EXPECT_EQ(cache.GetBatch(-5), "");
     cache.ClearBatch(false);
@@ -237,7 +237,7 @@ TEST(RecentLogCache, HandsEveryLineOutOnceWhileSeveralThreadsAppend) {
   constexpr int linesPerThread = 350;  // all of them fit
   RecentLogCache cache;
   std::atomic<int> running{threadCount};
-  std::vector<std::jthread> threads;
+  std::vector<JoiningThread> threads;
   for (int thread = 0; thread < threadCount; ++thread) {
     threads.emplace_back([&, thread] {
       const int first = thread * linesPerThread;

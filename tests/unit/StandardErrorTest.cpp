@@ -5,16 +5,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <stdexcept>
 #include <streambuf>
-#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "StandardError.h"
 #include "Text.h"
@@ -234,7 +235,7 @@ TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {
   constexpr int linesPerThread = 500;
   const CapturedStandardError standardError;
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (const char letter : {'a', 'b', 'c', 'd'}) {
       threads.emplace_back([line = std::string(80, letter) + "\n"] {
         for (int i = 0; i < linesPerThread; ++i) WriteToStandardError(line.c_str());
@@ -250,10 +251,12 @@ TEST(StandardError, LosesNoLineToNullLinesOfAnotherThread) {
   constexpr int lineCount = 40000;
   const CapturedStandardError standardError;
   {
-    const std::jthread spoiler([](const std::stop_token& stop) {
-      while (!stop.stop_requested()) WriteToStandardError(nullptr);
+    std::atomic<bool> done{false};
+    const JoiningThread spoiler([&done] {
+      while (!done) WriteToStandardError(nullptr);
     });
     for (int i = 0; i < lineCount; ++i) WriteToStandardError("line\n");
+    done = true;
   }
   EXPECT_THAT(SplitLines(standardError.Text()), SizeIs(lineCount));
 }

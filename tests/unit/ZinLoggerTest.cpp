@@ -5,13 +5,13 @@
 #include <array>
 #include <climits>
 #include <functional>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "CapturedStandardError.h"
 #include "FacadeState.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "ZinLogger.h"
 #include "ZinLoggerPrivate.h"
@@ -36,7 +36,7 @@ static_assert(sizeof(ZinLogger) == sizeof(void*) + 8192);
 TEST(ZinLogger, IsTheSameObjectInEveryThread) {
   std::array<ZinLogger*, 8> seen{};
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (ZinLogger*& mine : seen) {
       threads.emplace_back([&mine] { mine = ZinLogger::GetInstance(); });
     }

@@ -7,18 +7,28 @@
 #ifndef ZIN_PLAIN_FIELD_H
 #define ZIN_PLAIN_FIELD_H
 
-#include <atomic>
 #include <type_traits>
+
+// A processor loads and stores what fits a word at once, wherever Linux runs. That
+// is all that is needed, and less than what lock-free means to the C++ library, which
+// wants to exchange such a field, too: riscv64 has no instruction for a byte. And not
+// every C++ library has std::atomic_ref, while both compilers have these functions.
+template <typename Field>
+constexpr bool fitsOneAccess = std::is_trivially_copyable_v<Field> &&
+                               sizeof(Field) <= sizeof(void*);
 
 template <typename Field>
 Field LoadPlain(const Field& field) noexcept {
-  static_assert(std::atomic_ref<Field>::is_always_lock_free);
-  return std::atomic_ref<Field>(const_cast<Field&>(field)).load(std::memory_order_relaxed);
+  static_assert(fitsOneAccess<Field>);
+  Field value{};
+  __atomic_load(&field, &value, __ATOMIC_RELAXED);
+  return value;
 }
 
 template <typename Field>
 void StorePlain(Field& field, std::type_identity_t<Field> value) noexcept {
-  std::atomic_ref<Field>(field).store(value, std::memory_order_relaxed);
+  static_assert(fitsOneAccess<Field>);
+  __atomic_store(&field, &value, __ATOMIC_RELAXED);
 }
 
 #endif  // ZIN_PLAIN_FIELD_H
