@@ -35,7 +35,8 @@ build_service() {
   mkdir "$work"
   quietly cmake -S "$sourceTree" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DBUILD_TESTING=OFF -DZIN_BUILD_EXAMPLES=ON || die "the build could not be configured"
-  quietly cmake --build "$build" --target fileserver || die "the build failed"
+  timed "Building the example service" cmake --build "$build" --target fileserver ||
+    die "the build failed"
   echo "Built $(shown "$build")/examples/service/fileserver ($SECONDS s)"
 }
 

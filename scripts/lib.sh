@@ -58,7 +58,7 @@ as_root() {
 
 # Installs what is missing of the packages it is given.
 need_packages() {
-  local missing=() package log
+  local missing=() package
   for package in "$@"; do
     is_installed "$package" || missing+=("$package")
   done
@@ -68,28 +68,64 @@ need_packages() {
   if [[ $EUID -ne 0 ]] && ! command -v sudo >/dev/null; then
     die "please install: ${missing[*]} (not root, and there is no sudo)"
   fi
-  echo "Installing: ${missing[*]}"
-  log=$(mktemp)
-  if ! {
-    as_root apt-get -q update &&
-      as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get -q -y --no-install-recommends install "${missing[@]}"
-  } >"$log" 2>&1 </dev/null; then
-    tail -n 5 "$log" >&2
-    rm -f "$log"
+  local packages=packages
+  [[ ${#missing[@]} -ne 1 ]] || packages=package
+  timed "Installing ${#missing[@]} $packages: ${missing[*]}" install_packages "${missing[@]}" ||
     die "could not install: ${missing[*]}"
-  fi
-  rm -f "$log"
+}
+
+install_packages() {
+  as_root apt-get -q update &&
+    as_root env DEBIAN_FRONTEND=noninteractive \
+      apt-get -q -y --no-install-recommends install "$@"
 }
 
 # Runs a command whose output matters only when it fails.
 quietly() {
   local log status=0
   log=$(mktemp)
-  "$@" >"$log" 2>&1 || status=$?
-  [[ $status -eq 0 ]] || tail -n 40 "$log" >&2
+  quietly_into "$log" "$@" || status=$?
   rm -f "$log"
   return "$status"
+}
+
+quietly_into() {
+  local log=$1 status=0
+  "${@:2}" >"$log" 2>&1 || status=$?
+  [[ $status -eq 0 ]] || tail -n 40 "$log" >&2
+  return "$status"
+}
+
+# The same for one that takes long: says what goes on, from time to time that it
+# still does, and how many seconds it took.
+#
+#   timed "Building" cmake --build build
+timed() {
+  local what=$1 log begun=$SECONDS clock status=0
+  echo "$what ..."
+  log=$(mktemp)
+  show_time_passing "$log" "$begun" &
+  clock=$!
+  quietly_into "$log" "${@:2}" </dev/null || status=$?
+  kill "$clock" 2>/dev/null || true
+  wait "$clock" 2>/dev/null || true
+  [[ $status -ne 0 ]] || echo "  done in $((SECONDS - begun)) s"
+  rm -f "$log"
+  return "$status"
+}
+
+readonly secondsBetweenSigns=20
+
+# Ends by itself a second after a script that was interrupted. What a build prints
+# begins with the number of the step and that of all.
+show_time_passing() {
+  local log=$1 begun=$2 shown=$2 steps
+  while sleep 1 >/dev/null 2>&1 && kill -0 "$$" 2>/dev/null; do
+    ((SECONDS - shown >= secondsBetweenSigns)) || continue
+    shown=$SECONDS
+    steps=$(tail -n 1 "$log" | sed -nE 's/^\[([0-9]+)\/([0-9]+)\] .*/, \1 of \2 steps/p')
+    echo "  $((SECONDS - begun)) s$steps"
+  done
 }
 
 # Creates a directory below the source tree, or says why it cannot be used.

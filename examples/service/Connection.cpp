@@ -51,7 +51,7 @@ std::string Connection::ReadHead(Clock::time_point deadline) {
 std::uint64_t Connection::Send(std::string_view text, Clock::time_point deadline) {
   std::uint64_t sent = 0;
   while (sent < text.size()) {
-    const std::string_view rest = text.substr(sent);
+    const std::string_view rest = text.substr(static_cast<std::size_t>(sent));
     const ssize_t count = send(socket.Get(), rest.data(), rest.size(), MSG_NOSIGNAL);
     if (count < 0 && !(IsTemporary(errno) && WaitFor(POLLOUT, deadline))) break;
     if (count > 0) sent += static_cast<std::uint64_t>(count);
@@ -64,7 +64,7 @@ std::uint64_t Connection::SendFile(const FileDescriptor& file, std::uint64_t siz
   constexpr std::uint64_t largestPiece = 1U << 20;
   std::uint64_t sent = 0;
   while (sent < size && Clock::now() < deadline) {
-    const std::uint64_t piece = std::min(size - sent, largestPiece);
+    const auto piece = static_cast<std::size_t>(std::min(size - sent, largestPiece));
     const ssize_t count = sendfile(socket.Get(), file.Get(), nullptr, piece);
     if (count == 0) break;
     if (count < 0 && !(IsTemporary(errno) && WaitFor(POLLOUT, deadline))) break;

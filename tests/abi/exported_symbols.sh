@@ -15,9 +15,13 @@ for tool in nm readelf; do
 done
 
 # One name a line, without address, kind and version; the version's own node is
-# no symbol. Constructors appear once, whichever of their variants exist.
+# no symbol. Constructors appear once, whichever of their variants exist. Where a
+# word has 32 bits, a number of 64 bits is called otherwise than in the list.
 print_symbols() {
+  local wideNumber='unsigned long'
+  [[ $(readelf -h "$1") != *ELF32* ]] || wideNumber='unsigned long long'
   nm -DC --defined-only "$1" | sed -E 's/^[0-9a-f]+ . //; s/@@?ZINLOGGER_[0-9]+$//' |
+    sed "s/$wideNumber\([,)]\)/unsigned long\1/g" |
     grep -vE '^ZINLOGGER_[0-9]+$' | sort -u
 }
 

@@ -1,11 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 #include "RunProgram.h"
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Text.h"
 
 using testing::HasSubstr;
@@ -15,16 +15,12 @@ namespace {
 // A file system of the probe's own, which nobody else sees and which goes away
 // with it; so the probe copies what it wrote to standard output.
 TEST(DiskFull, LosesTheLinesOfThatTimeAndNoneThatComeAfterRoomIsBack) {
-  if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
+  SKIP_IF(WhyNoSmallFileSystem());
   const ScratchDir dir;
 
   const ProgramResult result =
       RunProgram({"unshare", "--mount", CHANNEL_PROBE, "disk-full", dir.Path()});
 
-  if (result.standardError.find("unshare failed") != std::string::npos ||
-      result.standardError.find("cannot mount") != std::string::npos) {
-    GTEST_SKIP() << "no right to mount a small file system: " << result.standardError;
-  }
   ASSERT_EQ(result.exitCode, 0) << result.standardError;
   const std::string& text = result.standardOutput;
   // The first of them may stand behind what is left of a line that was cut.

@@ -42,7 +42,7 @@ TEST(LibraryThreads, BlockEverySignal) {
   StartBothChannels(dir);
 
   for (const std::string& name : threadNames) {
-    const unsigned long blocked = BlockedSignalsOf(ThreadsNamed(name).at(0));
+    const std::uint64_t blocked = BlockedSignalsOf(ThreadsNamed(name).at(0));
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {
       // Two cannot be blocked, and the C library keeps those below SIGRTMIN.
       const bool reserved =
@@ -57,7 +57,7 @@ TEST(LibraryThreads, BlockEverySignal) {
 
 TEST(LibraryThreads, LeaveTheSignalMaskOfTheStartingThreadAsItWas) {
   const ScratchDir dir;
-  const unsigned long before = BlockedSignalsOf(gettid());
+  const std::uint64_t before = BlockedSignalsOf(gettid());
 
   StartBothChannels(dir);
 

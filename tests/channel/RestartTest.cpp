@@ -31,6 +31,21 @@ TEST(Restart, RenamesTheFileOfAnEarlierRunAsideAsNumberZero) {
   EXPECT_EQ(dir.Read(rotated[0]), "from an earlier run\n");
 }
 
+// Where a word has 32 bits, too. The file of the earlier run is a single hole.
+TEST(Restart, RenamesAFileOfThreeGibibytesAsideAndLosesNoLine) {
+  const ScratchDir dir;
+  dir.AddLogs({{"app.log", 1000000000, MiB(3072)}});
+  StartLogChannel(dir);
+
+  LogNumberedLines(100);
+  Logger().StopSystem();
+
+  EXPECT_EQ(OwnMessages(dir, "app.log"), NumberedLines(100));
+  const std::vector<std::string> rotated = RotatedNames(dir, "app");
+  ASSERT_THAT(rotated, SizeIs(1));
+  EXPECT_EQ(dir.SizeOf(rotated[0]), 3221225472u);
+}
+
 TEST(Restart, LeavesTheOldFileInPlaceUntilTheFirstLine) {
   const ScratchDir dir;
   dir.Write("app.log", "from an earlier run\n");

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include "MakeDirs.h"
 #include "OwnershipLines.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 #include "ZinDirOwnership.h"
 
 namespace {
@@ -34,7 +34,7 @@ class AccountOwnership : public ::testing::Test {
     ASSERT_NE(account, nullptr) << "the table of accounts is not in use";
     ASSERT_EQ(account->pw_uid, 54321u);
     ASSERT_EQ(account->pw_gid, 54322u);
-    if (geteuid() != 0) GTEST_SKIP() << "only root may hand files to another account";
+    SKIP_IF(WhyNoFilesOf(54321, 54322));
   }
 
   std::pair<uid_t, gid_t> Owner(const std::string& name = "") {

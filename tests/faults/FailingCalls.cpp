@@ -20,6 +20,7 @@
 #include <system_error>
 
 #include "SystemCallArguments.h"
+#include "WrappedNames.h"
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include "OwnershipLines.h"
 #include "RunProgram.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 
 namespace {
 
@@ -18,13 +19,12 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 namespace fs = std::filesystem;
 
-constexpr uid_t userWithoutRights = 65534;
-
 class UserWithoutRights : public ::testing::Test {
  protected:
   void SetUp() override {
     const char* const probe = std::getenv("ZIN_UNPRIVILEGED_PROBE");
     ASSERT_NE(probe, nullptr) << "ZIN_UNPRIVILEGED_PROBE must name the probe program";
+    SKIP_IF(WhyNoUnprivilegedProgram());
     fs::copy_file(probe, dir / "probe");
     ASSERT_EQ(chmod((dir / "probe").c_str(), 0755), 0);
     fs::create_directory(dir / "own");

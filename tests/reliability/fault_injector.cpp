@@ -15,6 +15,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "FaultPlan.h"
 #include "Faults.h"
@@ -58,11 +59,33 @@ void NoteDescriptor(int descriptor, bool isSentinel) {
   }
 }
 
+// With 64-bit offsets and times, the compiler gives these calls, and the wrappers
+// below, other names.
+const char* LinkName(const char* name) {
+#if __TIMESIZE == 32 && defined(__USE_TIME_BITS64)
+  constexpr std::array<std::array<const char*, 2>, 5> others = {{{"open", "open64"},
+                                                                 {"readdir", "readdir64"},
+                                                                 {"fcntl", "__fcntl_time64"},
+                                                                 {"stat", "__stat64_time64"},
+                                                                 {"lstat", "__lstat64_time64"}}};
+#else
+  constexpr std::array<std::array<const char*, 2>, 5> others = {{{"open", "open64"},
+                                                                 {"readdir", "readdir64"},
+                                                                 {"fcntl", "fcntl64"},
+                                                                 {"stat", "stat64"},
+                                                                 {"lstat", "lstat64"}}};
+#endif
+  for (const auto& [plain, other] : others) {
+    if (std::strcmp(name, plain) == 0) return other;
+  }
+  return name;
+}
+
 // The C library's function that a wrapper stands for. `known` has no constructor
 // and no guard, which could not be passed before a sanitizer's runtime is set up.
 template <typename Function>
 Function Next(std::atomic<void*>& known, const char* name) {
-  if (known.load() == nullptr) known = dlsym(RTLD_NEXT, name);
+  if (known.load() == nullptr) known = dlsym(RTLD_NEXT, LinkName(name));
   if (known.load() == nullptr) std::abort();
   return reinterpret_cast<Function>(known.load());
 }

@@ -77,7 +77,9 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments) {
 
 std::vector<std::string> Unprivileged(std::vector<std::string> arguments) {
   if (geteuid() != 0) return arguments;
-  std::vector<std::string> full = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+  const std::string user = std::to_string(userWithoutRights);
+  std::vector<std::string> full = {"setpriv", "--reuid=" + user, "--regid=" + user,
+                                   "--clear-groups"};
   full.insert(full.end(), arguments.begin(), arguments.end());
   return full;
 }

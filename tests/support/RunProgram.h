@@ -1,6 +1,8 @@
 #ifndef ZIN_TEST_RUN_PROGRAM_H
 #define ZIN_TEST_RUN_PROGRAM_H
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -17,8 +19,9 @@ struct ProgramResult {
 // holds the program's name first.
 ProgramResult RunProgram(const std::vector<std::string>& arguments);
 
-// Puts before a command what makes it run without any rights: setpriv to user
-// and group 65534 when the test runs as root, nothing otherwise.
+// Puts before a command what makes it run without any rights: setpriv to this
+// user and group when the test runs as root, nothing otherwise.
+inline constexpr uid_t userWithoutRights = 65534;
 std::vector<std::string> Unprivileged(std::vector<std::string> arguments);
 
 #endif  // ZIN_TEST_RUN_PROGRAM_H

@@ -83,6 +83,9 @@ std::vector<std::string> ScratchDir::Names(const std::string& subDirectory) cons
   return names;
 }
 
+std::uint64_t ScratchDir::SizeOf(const std::string& name) const {
+  return static_cast<std::uint64_t>(StatusOf(*this / name).st_size);
+}
 mode_t ScratchDir::ModeOf(const std::string& name) const {
   return StatusOf(*this / name).st_mode & 07777;
 }

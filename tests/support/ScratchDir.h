@@ -40,6 +40,8 @@ class ScratchDir {
   // Names directly in the directory (or in a sub-directory), sorted.
   std::vector<std::string> Names(const std::string& subDirectory = "") const;
 
+  std::uint64_t SizeOf(const std::string& name) const;  // bytes
+
   // The twelve permission bits, the owner and the group of a name.
   mode_t ModeOf(const std::string& name) const;
   uid_t OwnerOf(const std::string& name) const;

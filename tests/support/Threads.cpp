@@ -57,7 +57,7 @@ bool WaitsToBeWoken(pid_t thread) {
   return call >> number && number == SYS_futex && IsAsleep(thread);
 }
 
-unsigned long BlockedSignalsOf(pid_t thread) {
+std::uint64_t BlockedSignalsOf(pid_t thread) {
   const std::string mask = StatusField(allThreads / std::to_string(thread), "SigBlk");
-  return mask.empty() ? 0 : std::stoul(mask, nullptr, 16);
+  return mask.empty() ? 0 : std::stoull(mask, nullptr, 16);
 }

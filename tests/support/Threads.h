@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,6 @@ bool OtherThreadsSleep();  // all but the calling one
 bool WaitsToBeWoken(pid_t thread);
 
 // The signals a thread blocks, signal 1 in the lowest bit.
-unsigned long BlockedSignalsOf(pid_t thread);
+std::uint64_t BlockedSignalsOf(pid_t thread);
 
 #endif  // ZIN_TEST_THREADS_H

@@ -109,15 +109,13 @@ exit $status
 
 class Disk(ZinpipeTest):
     def run_on_a_small_disk(self, text, *options, script=DISK):
-        if os.geteuid() != 0:
-            self.skipTest("mounting a small file system needs root")
         os.mkdir(self.dir)
         result = subprocess.run(
             ["unshare", "--mount", "sh", "-c", script, "sh", self.dir, ZINPIPE,
              self.write("input", text), " ".join(options)], capture_output=True,
             timeout=HANG_SECONDS)
         error = result.stderr.decode()
-        if result.returncode == 99 or "unshare failed" in error:
+        if result.returncode == 99 or error.startswith("unshare: "):
             self.skipTest("no right to mount a small file system: " + error)
         return result.returncode, result.stdout, error
 

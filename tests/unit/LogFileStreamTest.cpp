@@ -190,6 +190,30 @@ TEST(LogFileStream, WritesATextOfManyMebibytesWhole) {
   EXPECT_EQ(dir.Read("app.log"), text);
 }
 
+// As after two GiB of lines, which nobody wants to wait for: the file has a hole.
+TEST(LogFileStream, WritesOnBeyondTwoGibibytes) {
+  const ScratchDir dir;
+  const auto stream = LogFileStream::Open(dir / "app.log");
+  const auto descriptors = DescriptorsOf(dir / "app.log");
+  ASSERT_THAT(descriptors, SizeIs(1));
+  const auto justBefore = static_cast<off_t>(MiB(2048)) - 5;
+  ASSERT_EQ(lseek(descriptors[0], justBefore, SEEK_SET), justBefore);
+
+  stream->Write("one of ten");
+  stream->Write("more\n");
+
+  EXPECT_EQ(dir.SizeOf("app.log"), 2147483658u);
+}
+
+TEST(LogFileStream, EmptiesAFileOfThreeGibibytes) {
+  const ScratchDir dir;
+  dir.AddLogs({{"app.log", 1000000000, MiB(3072)}});
+
+  EXPECT_NE(LogFileStream::Open(dir / "app.log"), nullptr);
+
+  EXPECT_EQ(dir.SizeOf("app.log"), 0u);
+}
+
 TEST(LogFileStream, SurvivesAFullDisk) {
   const auto stream = LogFileStream::Open("/dev/full");
   ASSERT_NE(stream, nullptr);
@@ -210,6 +234,13 @@ TEST(IsReadable, TellsWhetherAFileCanBeOpened) {
 
   EXPECT_EQ(OpenDescriptorCount(), before);
   EXPECT_EQ(dir.Read("app.log"), "text");
+}
+
+TEST(IsReadable, IsTrueForAFileOfThreeGibibytes) {
+  const ScratchDir dir;
+  dir.AddLogs({{"app.log", 1000000000, MiB(3072)}});
+
+  EXPECT_TRUE(IsReadable(dir / "app.log"));
 }
 
 }  // namespace

@@ -166,7 +166,7 @@ void SetOption(Options& options, Said& said, int number) {
       options.maxMiB = static_cast<unsigned>(ParseMiB("--max-bytes", value, largestDirectoryMiB));
       break;
     case optQueue:
-      options.queueCapacity = ParseCount("--queue", value, 1);
+      options.queueCapacity = static_cast<unsigned long>(ParseCount("--queue", value, 1));
       break;
     case optStamp:
       options.stamp = true;

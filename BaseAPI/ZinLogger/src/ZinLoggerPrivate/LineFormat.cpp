@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 #include <iterator>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -120,10 +121,16 @@ char* PutHeader(char* to, std::size_t room, const HeaderParts& parts) {
   return Put(to, "]: ");
 }
 
+// A bound of 64 bits where a size may have fewer: no buffer is larger than that.
+std::size_t AsSize(std::uint64_t bound) {
+  return static_cast<std::size_t>(
+      std::min<std::uint64_t>(bound, std::numeric_limits<std::size_t>::max()));
+}
+
 int FormatHeader(char* buffer, std::uint64_t destMax, std::uint64_t count,
                  const HeaderParts& parts) {
   const ZinDateTime& second = parts.second;
-  return snprintf_s(buffer, destMax, count,
+  return snprintf_s(buffer, AsSize(destMax), AsSize(count),
                     "[%.*s] [%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d] [%d] [%s]%s[%s:%d] [%s]: ",
                     static_cast<int>(parts.process.size()), parts.process.data(), second.year,
                     second.month, second.day, second.hour, second.minute, second.second,
@@ -145,7 +152,7 @@ std::int64_t FormatLogHeader(char* buffer, std::uint64_t destMax, std::uint64_t 
 
   const HeaderParts parts{
       process, now, MillisecondOf(tick), thread, LevelName(level), tag, file, line, function};
-  const std::uint64_t room = destMax == 0 ? 0 : std::min(count, destMax - 1);
+  const std::size_t room = destMax == 0 ? 0 : AsSize(std::min(count, destMax - 1));
   char* const end = PutHeader(buffer, room, parts);
   if (end == nullptr) return FormatHeader(buffer, destMax, count, parts);
   *end = '\0';
@@ -157,9 +164,9 @@ int FormatFileStamp(char* buffer, std::uint64_t destMax, std::uint64_t count,
   const ZinDateTime now = ZinDateTime::GetCurrentDateTime();
   const std::uint64_t tick = ZinDateTime::GetCurrentTick();
   const std::int32_t process = ZinGetProcessId();
-  return snprintf_s(buffer, destMax, count, "%.4d%.2d%.2d%.2d%.2d%.2d%.3d-%.3d-%d", now.year,
-                    now.month, now.day, now.hour, now.minute, now.second, MillisecondOf(tick),
-                    sequence, process);
+  return snprintf_s(buffer, AsSize(destMax), AsSize(count), "%.4d%.2d%.2d%.2d%.2d%.2d%.3d-%.3d-%d",
+                    now.year, now.month, now.day, now.hour, now.minute, now.second,
+                    MillisecondOf(tick), sequence, process);
 }
 
 const char* BaseFileName(const char* path, const char* separators) {

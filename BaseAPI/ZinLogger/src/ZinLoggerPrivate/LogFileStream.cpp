@@ -14,6 +14,9 @@
 #include "FileModes.h"
 #include "Probes.h"
 
+// Else an earlier file of 2 GiB could not be opened, and none would grow beyond.
+static_assert(sizeof(off_t) == 8);
+
 namespace {
 
 // Occupies those of the descriptors 0, 1 and 2 that the process has closed,

@@ -112,8 +112,8 @@ void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCo
     excess = std::max(excess, fileCount - maxCount + 1);
   }
   const std::uint64_t deletable = oldestFirst.size() - 1;
-  const std::uint64_t count = std::min(excess, deletable);
-  for (std::uint64_t i = 0; i < count; ++i) Remove(oldestFirst[i].path);
+  const auto count = static_cast<std::size_t>(std::min(excess, deletable));
+  for (std::size_t i = 0; i < count; ++i) Remove(oldestFirst[i].path);
 }
 
 void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey) {

@@ -13,6 +13,12 @@
 
 #include "DirectoryEntries.h"
 
+// A file that is larger, or dated later, than the type can hold cannot be examined.
+static_assert(sizeof(off_t) == 8);
+#if defined(__GLIBC__) && __GLIBC__ * 100 + __GLIBC_MINOR__ >= 234
+static_assert(sizeof(time_t) == 8);  // not to be had everywhere before
+#endif
+
 namespace {
 
 constexpr std::string_view logSuffix = ".log";
