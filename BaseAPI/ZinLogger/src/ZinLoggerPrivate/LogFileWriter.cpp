@@ -34,6 +34,8 @@ LogFileWriter::~LogFileWriter() noexcept {
   for (auto& [subDirKey, file] : openFiles) file.reset();
 }
 
+// Deliberate: as the program gave it. A relative directory follows a chdir with
+// the next file that is opened, and an empty one is the root.
 std::string LogFileWriter::DirectoryOf(const std::string& subDirKey) const {
   return subDirKey.empty() ? directory : directory + "/" + subDirKey;
 }
