@@ -2,6 +2,9 @@
 # another project its settings count, and its compiler's warnings are not its concern.
 
 add_library(ZinBuildFlags INTERFACE)
+# Files beyond 2 GiB and dates beyond 2038, also where a word has 32 bits: without
+# these, a large file could there be neither opened, examined nor written further.
+target_compile_definitions(ZinBuildFlags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(NOT ZIN_IN_OWN_TREE)
   return()
 endif()
@@ -13,9 +16,6 @@ endif()
 option(ZIN_WARNINGS_AS_ERRORS "Treat warnings as errors (for developers of the library)" OFF)
 set(ZIN_SANITIZERS "" CACHE STRING "Sanitizers for -fsanitize=, for example address,undefined")
 
-# Files beyond 2 GiB and dates beyond 2038, also where a word has 32 bits: without
-# these, a large file could there be neither opened, examined nor written further.
-target_compile_definitions(ZinBuildFlags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_compile_options(
   ZinBuildFlags
   INTERFACE -Wall

@@ -7,6 +7,8 @@
 
 #include "FailingCalls.h"
 #include "ScratchDir.h"
+#include "WaitUntilTrue.h"
+#include "ZinLogger.h"
 #include "ZinLoggerPrivate.h"
 
 namespace {
@@ -39,6 +41,23 @@ TEST(LogWorkTask, MarksTheQueueStoppedBeforeTheFilesAreClosed) {
   EXPECT_THAT(std::vector<bool>(running.begin(), files), testing::Each(true));
   EXPECT_THAT(std::vector<bool>(files, running.end()), testing::Each(false));
   EXPECT_EQ(dir.Read("net/app.log"), "line\n");
+}
+
+// Of one line of the program's: the first file is about to hold it when the line
+// about that file is logged, which goes past the size, too, and so on.
+TEST(LogWorkTask, NeedsOneFileMoreForTheLineAboutEachFileAtASizeOf0) {
+  const ScratchDir dir;
+  FailingCalls calls;
+  calls.UseAccount(54321, 54322);
+  ZinLogger& logger = *ZinLogger::GetInstance();
+  ASSERT_TRUE(logger.StartSystem("app.log", dir.Path().c_str(), 1000, 0, INFO, 1000, true));
+  logger.Log("file.cpp", 1, "function", " ", "", INFO, "alone");
+
+  EXPECT_TRUE(WaitUntilTrue([&] { return dir.Names().size() >= 10; }));
+  logger.StopSystem();
+
+  EXPECT_NE(dir.Read(dir.Names()[1]).find("alone"), std::string::npos);
+  EXPECT_NE(dir.Read(dir.Names()[2]).find("Failed open dir,path="), std::string::npos);
 }
 
 // 2 GiB is where a number of bytes that was kept in 32 bits with a sign turns

@@ -108,6 +108,26 @@ TEST(DateTime, FollowsAChangeOfTheZoneWithinASecond) {
   EXPECT_EQ(ShiftWithinASecond("STD0DST-5,J1/0,J365/25", "ONE0DST-7,J1/0,J365/25"), 2 * hour);
 }
 
+// Such zones cannot be told apart by what the C library shows of them, so a
+// thread that has converted the present second already goes on with that.
+TEST(DateTime, FollowsAZoneThatDiffersInItsDatesAloneWithTheNextSecond) {
+  SetTimeZone("STD0DST-5,J1/0,J365/25");
+  ASSERT_TRUE(IsAheadOfUtcBy(5 * hour));
+  const std::time_t begin = SecondsNow();
+  std::tm utc{};
+  ASSERT_NE(gmtime_r(&begin, &utc), nullptr);
+  char zone[80];
+  // Three days of summer time, half a year from now.
+  ASSERT_GT(std::snprintf(zone, sizeof zone, "STD0DST-5,%d/0,%d/0", (utc.tm_yday + 180) % 365,
+                          (utc.tm_yday + 183) % 365),
+            0);
+
+  SetTimeZone(zone);
+
+  ASSERT_TRUE(WaitUntilTrue([begin] { return SecondsNow() > begin + 1; }));
+  EXPECT_TRUE(IsAheadOfUtcBy(0));
+}
+
 // Clocks go forward two seconds from now: the rule is made for the test.
 TEST(DateTime, FollowsTheBeginningOfSummerTimeToTheSecond) {
   const std::time_t change = SecondsNow() + 2;

@@ -4,12 +4,16 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <climits>
 #include <filesystem>
 #include <map>
 
 #include "LogFileWriter.h"
 #include "OpenDescriptors.h"
+#include "ProcessSettings.h"
+#include "Retention.h"
 #include "ScratchDir.h"
+#include "ZinDir.h"
 
 namespace {
 
@@ -23,6 +27,47 @@ constexpr std::int64_t keepAll = 1000;
 // The clock stands at 2026-01-05 09:03:07.042 in process 4711.
 std::string Rotated(const std::string& sequence) {
   return "app_20260105090307042-" + sequence + "-4711.log";
+}
+
+// ---- Directory ----------------------------------------------------------
+
+TEST(LogFileWriter, TakesTheEmptyDirectoryForTheRoot) {
+  const ScratchDir dir;
+  const ScopedWorkingDirectory notTheRoot(dir.Path());
+  LogFileWriter writer("app.log", "", keepAll, MiB(1));
+
+  // From the root, the scratch directory is a sub-directory.
+  writer.WriteLine(dir.Path().substr(1), "line\n");
+
+  EXPECT_EQ(dir.Read("app.log"), "line\n");
+}
+
+TEST(LogFileWriter, RemovesNothingFromTheEmptyDirectory) {
+  const ScratchDir dir;
+  const ScopedWorkingDirectory inside(dir.Path());
+  dir.Write(Rotated("000"), "old\n");
+  const LogFileWriter writer("app.log", "", /*keepCount=*/0, MiB(1));
+
+  RemoveExcessRotatedFiles(writer, "");
+
+  // Not even from the working directory: "" is none to the system.
+  EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000")));
+  EXPECT_THAT(ZinListLogFiles(""), IsEmpty());
+}
+
+TEST(LogFileWriter, LooksForARelativeDirectoryWhereTheProcessIsByThen) {
+  const ScratchDir dir;
+  fs::create_directory(dir / "elsewhere");
+  LogFileWriter writer("app.log", "logs", keepAll, 4);
+  const ScopedWorkingDirectory before(dir.Path());
+  writer.WriteLine("", "one\n");
+
+  const ScopedWorkingDirectory after(dir / "elsewhere");
+  writer.WriteLine("", "two\n");
+  writer.WriteLine("", "three\n");
+
+  EXPECT_EQ(dir.Read("logs/app.log"), "one\ntwo\n");
+  EXPECT_EQ(dir.Read("elsewhere/logs/app.log"), "");
 }
 
 // ---- Opening ------------------------------------------------------------
@@ -187,6 +232,22 @@ TEST(LogFileWriter, PutsEveryLineIntoAFileOfItsOwnWhenTheLimitIsZero) {
   EXPECT_EQ(dir.Read(Rotated("001")), "two\n");
   EXPECT_EQ(dir.Read(Rotated("002")), "three\n");
   EXPECT_EQ(dir.Read("app.log"), "");
+}
+
+// The stamp adds "_20260105090307042-000-4711" to a name, 27 bytes; with process
+// ids of seven digits it is 30.
+TEST(LogFileWriter, EmptiesAFileWhoseNameLeavesNoRoomForTheStamp) {
+  constexpr std::size_t longestName = NAME_MAX - 27;
+  for (const std::size_t length : {longestName, longestName + 1}) {
+    const ScratchDir dir;
+    const std::string stem(length - 4, 'n');
+    LogFileWriter writer(stem + ".log", dir.Path(), keepAll, 4);
+
+    for (const char* const line : {"one\n", "two\n", "new\n"}) writer.WriteLine("", line);
+
+    EXPECT_EQ(dir.Read(stem + ".log"), "new\n");
+    EXPECT_THAT(dir.Names(), SizeIs(length == longestName ? 2 : 1)) << length;
+  }
 }
 
 TEST(LogFileWriter, CountsFromZeroInTheNewFile) {

@@ -116,6 +116,16 @@ TEST(StartSystemForMetrics, CreatesOneLevelOnlyAndAcceptsAMissingParent) {
   Logger().StopMetricSystem();
 }
 
+TEST(StartSystemForMetrics, LeavesADirectoryWithoutParentToTheWorkerAndItsMode) {
+  const ScratchDir dir;
+  const ScopedUmask none(0);
+  EXPECT_TRUE(Start("m.log", (dir / "missing/metrics").c_str(), true));
+  Logger().Metrics("x=%d", 1);
+  Logger().StopMetricSystem();
+  EXPECT_EQ(dir.ModeOf("missing"), 0750U);
+  EXPECT_EQ(dir.ModeOf("missing/metrics"), 0750U);
+}
+
 TEST(StartSystemForMetrics, LeavesAnExistingDirectoryAsItIs) {
   const ScratchDir dir;
   const mode_t before = dir.ModeOf("");

@@ -24,6 +24,22 @@ cd "$scratch"
 mkdir "$scratch/collected"
 zinlogger-split "$logs"/app_*.log | sed 1d >"$scratch/collected/host.log"
 
+# A file that was finished while the clock was ahead.
+ahead() { find "$logs" -name 'app_2099*' | wc -l; }
+finished=$(find "$logs" -name 'app_*.log' | sort | head -n 1)
+mv "$finished" "${finished%app_*}app_20990105090307042-000-${finished##*-}"
+touch -d 2099-01-05 "$logs"/app_2099*
+files=$(find "$logs" -type f | wc -l)
+
+# The library's own lines that the page calls normal, as the newest of the log.
+grep -a '^\[demo\] .*\[ZinChownDirAndFirstDepthFiles\]: ' "$page" >"$scratch/normal"
+[[ $(wc -l <"$scratch/normal") -eq 3 ]] || {
+  echo "operators_commands.sh: $page does not show three normal lines" >&2
+  exit 1
+}
+cat "$scratch/normal" >>"$logs/app.log"
+
+filters=0
 block=0
 while IFS= read -r -d '' commands; do
   block=$((block + 1))
@@ -41,10 +57,23 @@ while IFS= read -r -d '' commands; do
     printf 'operators_commands.sh: this printed nothing:\n%s\n' "$commands" >&2
     exit 1
   fi
+  # Those that leave the normal lines out show others.
+  if [[ $commands == *ZinChownDirAndFirstDepthFiles* ]]; then
+    filters=$((filters + 1))
+    if grep -q ZinDir "$scratch/out" || ! grep -q paced_service "$scratch/out"; then
+      printf 'operators_commands.sh: this shows a normal line, or no other:\n%s\n' "$commands" >&2
+      exit 1
+    fi
+  fi
 done < <(awk '/^```sh$/ { inside = 1; next } inside && /^```$/ { inside = 0; printf "%c", 0; next }
   inside { print }' "$page")
-[[ $block -ge 6 ]] || {
-  echo "operators_commands.sh: only $block blocks" >&2
+[[ $block -ge 9 && $filters -eq 2 ]] || {
+  echo "operators_commands.sh: only $block blocks, $filters with a filter" >&2
+  exit 1
+}
+[[ $(ahead) -eq 0 && $(find "$logs" -type f -newermt '1 minute' | wc -l) -eq 0 &&
+  $(find "$logs" -type f | wc -l) -eq $files ]] || {
+  echo "operators_commands.sh: a file that was dated in the future is still, or is gone" >&2
   exit 1
 }
 echo "$block blocks of commands ran"

@@ -21,12 +21,14 @@
 //
 // What can be lost: a caller never waits for the disk. A line that finds the
 // queue full is dropped, and nobody is told. So are the lines that are still
-// queued when the process ends without StopSystem, a line whose file cannot be
-// opened or written, and the old contents of a file that cannot be renamed.
+// queued when the process ends without StopSystem, those that other threads log
+// while it stops, a line whose file cannot be opened or written, and the old
+// contents of a file that cannot be renamed.
 //
 // Two channels: the log channel (Log) and the metrics channel (Metrics). Each
 // has a queue, a worker, a file and limits of its own. While a channel is not
-// running its lines go to the standard error stream.
+// running its lines go to the standard error stream: the call writes them
+// itself, and waits there when that is a pipe that is full.
 //
 // fork: a child starts with both channels stopped and may start its own.
 // exec: no file of the library is passed on.
@@ -88,28 +90,42 @@ class ZIN_LOGGER_API ZinLogger {
   // Starts the log channel.
   //
   // fileName       bare file name: ends in ".log", its only ".log", and holds
-  //                no "/" (any name of exactly three characters passes too).
-  //                Null stops both channels and returns true.
+  //                no "/" (any other name of exactly three characters passes
+  //                too, but "a/b" does not). At most 225 bytes: a longer one
+  //                has no room for the 30 of a rotated name (NAME_MAX is 255),
+  //                so its file is emptied instead of rotated. Null stops both
+  //                channels and returns true.
   // dir            log directory, created when the first line is written; must
   //                hold "log" in any letter case, unless it is one character
-  //                long. Null means ".".
-  // keepFiles      rotated files kept per log file; older ones are removed
-  //                after each rotation by size. 0 keeps none, a negative
-  //                number neither.
+  //                long. Null means ".". A relative one is looked up anew for
+  //                each file, wherever the process is by then. "" passes and
+  //                means "/", where nothing is ever removed.
+  // keepFiles      rotated files kept per log file, newest by the time in the
+  //                name; the others are removed after each rotation by size.
+  //                0 keeps none, a negative number neither; one as close to
+  //                INT_MIN as there are files wraps around and keeps all.
   // fileSizeMiB    a file that grows past this many MiB is rotated. Only the
-  //                low 12 bits count: 4096 means 0, a rotation at every line.
+  //                low 12 bits count: 4096 means 0, a rotation at every line,
+  //                which never ends where each file adds a line of the
+  //                library's own (where the service account exists).
   // level          threshold; see SetLogLevel.
   // queueCapacity  lines that the queue holds. A line that finds it full is
   //                dropped silently; 0 drops every line. While it waits, a
-  //                line takes at most its own length and a few bytes; about
-  //                100 bytes when it begins as the line before it does.
+  //                line takes its length, less what it shares with the
+  //                beginning of the line before it (process, date, thread; some
+  //                60 bytes), and a few bytes.
   // (last)         ignored.
   //
   // A file of that name left by an earlier run is renamed aside, not appended
   // to. Returns false when name or directory is refused; the threshold has
   // then changed all the same. Throws std::system_error when a thread cannot
-  // be created. A second call without a stop in between adds one more worker
-  // to the same queue; one stop ends them all.
+  // be created; the queue then runs without a worker, and what waits in it is
+  // written by the next start that succeeds. A second call without a stop in
+  // between adds one more worker to the same queue, with a file of its own:
+  // which of them writes a line is chance. One stop ends them all.
+  //
+  // Files are opened later, by the worker and as the user that the process has
+  // by then: change the user before the start.
   //
   // Call the start and stop functions from one thread.
   bool StartSystem(const char* fileName, const char* dir, int keepFiles, int fileSizeMiB,
@@ -117,7 +133,10 @@ class ZIN_LOGGER_API ZinLogger {
 
   // Stops both channels: logs "@@@@ LOG EXIT @@@@" at INFO and waits until the
   // worker has written every line queued before it, at most 10 seconds per
-  // channel. Nothing is reported when the wait times out.
+  // channel. Nothing is reported when the wait times out: the worker, hung or
+  // busy, goes on as long as the process lives. Stop your own threads first: what
+  // they log meanwhile is queued behind the end, and written by a later start
+  // or never.
   void StopSystem();
 
   // Sets the threshold (default INFO), running or not. Any number is accepted.
@@ -145,19 +164,22 @@ class ZIN_LOGGER_API ZinLogger {
   // tag        printed as it is between level and source location; " " is usual
   // subDirKey  "" for the log file itself; "net" writes to net/<file name> in
   //            the log directory instead. Must not be null while the channel
-  //            runs. It becomes part of a path: never pass untrusted text.
+  //            runs. It becomes part of a path: never pass untrusted text. Each
+  //            key holds a descriptor until the stop.
   // level      severity
   // format     printf format of the message, checked by the compiler. Never
   //            pass a text from outside as the format; use "%s".
   //
   // Header and message together hold at most 2046 bytes; a longer line is cut
-  // there and has no newline. A message that formats to nothing writes nothing.
+  // there and has no newline. A message that formats to nothing writes nothing;
+  // one that cannot be formatted (%ls of text that the locale lacks) leaves the
+  // header alone, without a newline.
   // The line enters the cache of recent lines (ZinGetCacheLog) in any case.
   //
-  // Never waits for the disk, keeps errno (so that %m works) and never throws:
-  // exhausted memory ends the process. A call below the threshold costs one
-  // comparison, but its arguments are evaluated. Not to be called from a
-  // signal handler.
+  // Never waits for the disk, only for standard error while lines go there.
+  // Keeps errno (so that %m works) and never throws: exhausted memory ends the
+  // process. A call below the threshold costs one comparison, but its arguments
+  // are evaluated. Not to be called from a signal handler.
   void Log(const char* file, int line, const char* function, const char* tag, const char* subDirKey,
            LogLevel level, const char* format, ...) noexcept ZIN_LOGGER_PRINTF(8, 9);
 
@@ -166,7 +188,8 @@ class ZIN_LOGGER_API ZinLogger {
   // Starts the metrics channel; parameters as for StartSystem, except:
   //
   // fileName         null is refused; GetMetricsLogName offers two names
-  // dir              created with mode 0770, one level
+  // dir              created with mode 0770, less the umask, where its parent
+  //                  exists; else with the first record, as a log directory
   // requireLogInDir  whether dir must hold "log"
   //
   // Returns false when a check refuses. Throws as StartSystem does.

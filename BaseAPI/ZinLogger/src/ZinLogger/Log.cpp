@@ -35,7 +35,8 @@ static_assert(longestText + 2 == lineBufferSize, "room for a newline and a NUL")
                                         longestText - headerLength, format, values);
   // Deliberate: a message that formats to nothing makes no line at all.
   if (messageResult == 0) return false;
-  // Deliberate: a line that was cut has no newline.
+  // Deliberate: a line that was cut has no newline. Nor has the bare header that
+  // is left of a message that cannot be formatted.
   if (messageResult < 0) return true;
 
   const std::size_t end = headerLength + static_cast<std::size_t>(messageResult);

@@ -52,6 +52,8 @@ bool ZinLogger::StartSystemForMetrics(const char* fileName, const char* dir, int
   const std::string name = fileName;
   const std::string directory = dir == nullptr ? "." : dir;
   if (!IsLogPathValid(name, directory, requireLogInDir)) return false;
+  // Deliberate: one level. Below a parent that is missing the worker makes the
+  // directory with the first record, and with the mode of all others.
   (void)mkdir(directory.c_str(), metricsDirectoryMode);
   state->LoopWorkingForMetrics(keepFiles, fileSizeMiB, queueCapacity, name, directory);
   return true;

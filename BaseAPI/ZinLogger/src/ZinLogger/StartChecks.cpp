@@ -20,6 +20,8 @@ std::string LowerCased(std::string text) {
 
 bool IsLogPathValid(const std::string& fileName, const std::string& directory,
                     bool checkDirectory) {
+  // Deliberate: a directory of one character passes without "log", and so does
+  // the empty one, whose files lie in the root.
   if (checkDirectory && directory.size() >= shortestCheckedDirectory &&
       LowerCased(directory).find("log") == std::string::npos) {
     return false;
@@ -27,5 +29,6 @@ bool IsLogPathValid(const std::string& fileName, const std::string& directory,
   // Deliberate: for a name of three bytes the difference wraps around to the
   // value that a failed search returns, so such a name passes.
   if (fileName.find(logSuffix) != fileName.size() - logSuffix.size()) return false;
+  // Deliberate: of the names of three bytes, too, one with a separator is refused.
   return fileName.find('/') == std::string::npos;
 }

@@ -94,7 +94,8 @@ bool LogFileWriter::RotateFile(const std::string& path) {
   }
   probes::RenameFail(path, rotatedName, error);
   // Deliberate: only after a failed rename, and on the new name. The file stays
-  // where it is, and the open that follows empties it.
+  // where it is, and the open that follows empties it. A name too long for the
+  // stamp ends here with every rotation.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);
   return error == ENOENT;
 }

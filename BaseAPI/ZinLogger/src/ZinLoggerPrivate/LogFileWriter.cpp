@@ -52,6 +52,8 @@ LogFileWriter::~LogFileWriter() noexcept {
   for (auto& [subDirKey, file] : openFiles) file.reset();
 }
 
+// Deliberate: as the program gave it. A relative directory follows a chdir with
+// the next file that is opened, and an empty one is the root.
 std::string LogFileWriter::DirectoryOf(const std::string& subDirKey) const {
   return subDirKey.empty() ? directory : directory + "/" + subDirKey;
 }
@@ -141,7 +143,8 @@ void LogFileWriter::OpenFile(const std::string& subDirKey) {
   // Deliberate: mode and owner are set even when the open failed.
   (void)chmod(path.c_str(), logFileMode);
   // Deliberate: given a file, this sets its owner and then reports that it
-  // cannot open the path as a directory.
+  // cannot open the path as a directory. At a size limit of 0 that line needs a
+  // file of its own, and so on until the stop.
   (void)ZinChownDirAndFirstDepthFiles(path.c_str(), serviceAccount);
   if (targetDirectory.find("metrics") != std::string::npos) {
     (void)chmod(path.c_str(), metricsFileMode);
