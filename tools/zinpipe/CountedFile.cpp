@@ -27,7 +27,6 @@ CountedFile::Change CountedFile::Look(std::vector<char>& buffer) {
   Change change;
   struct stat status {};
   if (fstat(file.Number(), &status) != 0) return change;
-  if (status.st_size < position) change.lost = CountAgain(buffer, status.st_size);
   const std::string before = tail;
   const std::int64_t end = position;
   const std::uint64_t linesBefore = lines;
@@ -109,7 +108,7 @@ CountedFile::Remains CountedFile::WhatRemains(const std::string& text, std::int6
   if (got < 0) return Remains::All;  // nobody knows
   const std::string_view there(bytes.data(), static_cast<std::size_t>(got));
   if (there == text) return Remains::All;
-  // Somebody else's text stands there, or a hole.
+  // The file became shorter, and may have a hole; or it is somebody else's text.
   return there.ends_with('\0') || there.size() < text.size() ? Remains::Part : Remains::Nothing;
 }
 

@@ -35,10 +35,7 @@ Input::Input()
 
 Input::Input(std::string filePath, bool follow, bool retry)
     : path(std::move(filePath)), name(BaseName(path)), file(OpenFile(path)), following(follow) {
-  if (!file.IsOpen() && errno == ENOENT && retry) {
-    Say("'" + path + "' is not there yet; waiting for it");
-    return;
-  }
+  if (!file.IsOpen() && errno == ENOENT && retry) return;
   if (!file.IsOpen()) {
     throw std::runtime_error("cannot open '" + path + "': " + std::strerror(errno));
   }

@@ -40,6 +40,9 @@ class Input {
 
   const std::string& Path() const { return path; }
 
+  // False: it is waited for.
+  bool IsThere() const { return file.IsOpen(); }
+
   bool HasFailed() const { return failed; }
   std::uint64_t SizeAtStart() const { return sizeAtStart; }  // bytes; 0: not known
   const FileIdentity& Identity() const { return identity; }

@@ -114,6 +114,9 @@ int Run(const Options& options, const OpenStreams& open) {
   Signals signals;
   std::vector<Input> inputs = OpenInputs(options, open.input);
   RefuseOwnOutput(inputs, options);
+  for (const Input& input : inputs) {
+    if (!input.IsThere()) Say("'" + input.Path() + "' is not there yet; waiting for it");
+  }
   Echo echo(options.echo, signals);
   Delivery delivery(options, signals);
   signals.WhenCountsAreWanted([&] {
