@@ -28,7 +28,10 @@ declare -A programOf=(
   [pkg-config]=pkg-config
   [procps]=ps
   [python3]=python3
+  [runit]=runsv
+  [s6]=s6-svscan
   [strace]=strace
+  [systemd]=systemd-analyze
   [util-linux]=unshare
 )
 

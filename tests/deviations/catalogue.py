@@ -8,6 +8,7 @@ PRIVATE = "ZinLogger/src/ZinLoggerPrivate/"
 FACADE = "ZinLogger/src/ZinLogger/"
 DIR = "ZinLogger/src/unix/ZinDir/"
 MACROS = "ZinLogger/include/ZinLoggerMacros.h"
+ZINPIPE = "../tools/zinpipe/"
 
 DEVIATIONS = [
     # ---- line format
@@ -192,4 +193,45 @@ DEVIATIONS = [
     ("ZIN_DEBUG_EVERY_MS counts calls", MACROS, "ZIN_LOG_EVERY_MS(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)", "ZIN_LOG_EVERY_N(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)"),
     ("intervals go by the time of day", MACROS, "std::chrono::steady_clock::now()", "std::chrono::system_clock::now()"),
     ("every thread counts its own calls", MACROS, "static ZinEveryNth zinEveryNth;", "static thread_local ZinEveryNth zinEveryNth;"),
+    # ---- zinpipe
+    ("zinpipe: a G is a MiB", ZINPIPE + "Options.cpp", "if (*unit == 'G') shift = 30;", "if (*unit == 'G') shift = 20;"),
+    ("zinpipe: WARN and INFO are mixed up", ZINPIPE + "Options.cpp", '{"FATAL", "ERROR", "WARN", "INFO", "DEBUG"}', '{"FATAL", "ERROR", "INFO", "WARN", "DEBUG"}'),
+    ("zinpipe: a count may be of any size", ZINPIPE + "Options.cpp", " || number < smallest ||\n      number > largestCount) {", " || number < smallest) {"),
+    ("zinpipe: log in capitals does not count", ZINPIPE + "Options.cpp", "    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');\n", "    (void)c;\n"),
+    ("zinpipe: a tag may hold a newline", ZINPIPE + "Options.cpp", "tag.size() > longestTag || tag.find('\\n') != std::string::npos", "tag.size() > longestTag"),
+    ("zinpipe: the sub-directory comes after the look for log", ZINPIPE + "Options.cpp", '  if (!said.subDirectory.empty()) options.directory += "/" + said.subDirectory;\n  if (options.stamp && !HoldsLog(options.directory)) {\n    throw UsageError("with --stamp the directory must hold \'log\' in its path, unlike " +\n                     Quoted(options.directory));\n  }\n', '  if (options.stamp && !HoldsLog(options.directory)) {\n    throw UsageError("with --stamp the directory must hold \'log\' in its path, unlike " +\n                     Quoted(options.directory));\n  }\n  if (!said.subDirectory.empty()) options.directory += "/" + said.subDirectory;\n'),
+    ("zinpipe: a name may be too long for that of a finished file", ZINPIPE + "Options.cpp", "name.size() > longestName", "name.size() > longestName + longestStamp"),
+    ("zinpipe: an unlimited directory has a limit of 1000 files", ZINPIPE + "Options.h", "unsigned maxFiles = noLimit;", "unsigned maxFiles = 1000;"),
+    ("zinpipe: only the first input may not be the output", ZINPIPE + "main.cpp", "std::any_of(inputs.begin(), inputs.end(),", "std::any_of(inputs.begin(), inputs.begin() + 1,"),
+    ("zinpipe: closed standard streams stay closed", ZINPIPE + "main.cpp", '  while (opened >= 0 && opened <= STDERR_FILENO) opened = open("/dev/null", O_RDWR);\n  if (opened > STDERR_FILENO) (void)close(opened);', "  (void)close(opened);"),
+    ("zinpipe: a help that cannot be written is fine", ZINPIPE + "main.cpp", " || std::fflush(stdout) != 0", ""),
+    ("zinpipe: an echo to a closed standard output is fine", ZINPIPE + "main.cpp", "if (options.echo && !open.output) {", "if (options.echo && open.output && !open.output) {"),
+    ("zinpipe: directories are open to all", ZINPIPE + "OutputDirectory.cpp", "directoryMode = 0750", "directoryMode = 0755"),
+    ("zinpipe: a read that failed is no failure", ZINPIPE + "Input.cpp", "    failed = true;\n", ""),
+    ("zinpipe: the lines of a replaced file are counted on", ZINPIPE + "Pump.cpp", "      source.line = 0;\n", ""),
+    ("zinpipe: the rest of an emptied file is glued to its next line", ZINPIPE + "Input.cpp", "    position = 0;\n    return true;\n", "    position = 0;\n    return false;\n"),
+    ("zinpipe: a missing file is refused whatever --retry says", ZINPIPE + "Input.cpp", "if (!file.IsOpen() && errno == ENOENT && retry) return;", "(void)retry;"),
+    ("zinpipe: progress knows the last input only", ZINPIPE + "Pump.cpp", "bytes += input.SizeAtStart();", "bytes = input.SizeAtStart();"),
+    ("zinpipe: a header is measured without its tag", ZINPIPE + "Delivery.cpp", 'std::string_view("[FATAL]").size() + options.tag.size() +', 'std::string_view("[FATAL]").size() +'),
+    ("zinpipe: a header is measured without its source", ZINPIPE + "Delivery.cpp", '                             source.size() + std::string_view("[:2147483647]', '                             std::string_view("[:2147483647]'),
+    ("zinpipe: nobody is told that lines are written again", ZINPIPE + "Delivery.cpp", "  if (failing) SayThatItGoesOn();\n", "  failing = false;\n"),
+    ("zinpipe: nobody is told that lines were lost", ZINPIPE + "Delivery.cpp", "  files.Look();\n  SayLosses();\n", "  files.Look();\n"),
+    ("zinpipe: lines lost since they were found count as found", ZINPIPE + "Delivery.cpp", "seen - std::min(seen, files.LinesLost())", "seen"),
+    ("zinpipe: a logger that cannot open its file is started", ZINPIPE + "Delivery.cpp", "  NeedDescriptors();\n", ""),
+    ("zinpipe: a file that was emptied is written on behind a hole", ZINPIPE + "Delivery.cpp", "if (WaitUntilIdle()) GoOnAtTheEnd(files.Live()->Identity());", ""),
+    ("zinpipe: a file that was emptied is not noticed", ZINPIPE + "CountedFile.cpp", "  if (there == text) return Remains::All;\n", "  if (there != text || there == text) return Remains::All;\n"),
+    ("zinpipe: a file that was removed is not noticed", ZINPIPE + "CountedFile.cpp", "hasName = status.st_nlink > 0;", "hasName = true;"),
+    ("zinpipe: lines in other text that took their place count as found", ZINPIPE + "CountedFile.cpp", "      change.lost += linesBefore;\n", ""),
+    ("zinpipe: finished files are not looked after", ZINPIPE + "OutputFiles.cpp", "  for (std::size_t i = 0; i + 1 < files.size(); ++i) LookAt(files[i]);\n", ""),
+    ("zinpipe: a file of somebody else is taken for the logger's", ZINPIPE + "OutputFiles.cpp", "anotherInItsPlace = WriterOf(files.back().Identity()) >= 0;", "anotherInItsPlace = false;"),
+    ("zinpipe: what its own limits removed is lost", ZINPIPE + "OwnRemovals.cpp", "  Note(file);  // first, so that nobody finds it gone and not noted\n", "  (void)Note;\n"),
+    ("zinpipe: what somebody else removed is removed by a limit", ZINPIPE + "OutputFiles.cpp", "if (OwnRemovals::Contain(file.Identity()) && !(isLive && liveIsTold)) {", "if (!(isLive && liveIsTold)) {"),
+    ("zinpipe: a new file begun by a signal keeps all the old ones", ZINPIPE + "Delivery.cpp", "    RemoveExcessFiles(options.directory, options.fileName, options.keepFiles);\n", ""),
+    ("zinpipe: a new file begun by a signal is open to all", ZINPIPE + "LiveFile.cpp", "old.st_mode & ALLPERMS", "0666"),
+    ("zinpipe: the lock comes with the first line", ZINPIPE + "NameLock.cpp", "other.l_type != F_UNLCK", "other.l_type == F_WRLCK"),
+    ("zinpipe: all names of a directory have one lock", ZINPIPE + "NameLock.cpp", "hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;", "hash = c == '.' ? hash + 0U : hash;"),
+    ("zinpipe: ignored signals are taken", ZINPIPE + "Signals.cpp", "if (!IsIgnored(number)) sigaddset", "if (!IsIgnored(-1)) sigaddset"),
+    ("zinpipe: the writer gets no time after a stop signal", ZINPIPE + "Pump.cpp", "stopAt = now + drain;", "stopAt = now;"),
+    ("zinpipe: a second stop signal changes nothing", ZINPIPE + "Signals.h", "return stops > 1;", "return stops > 2;"),
+    ("zinpipe: a writer that goes on is never left", ZINPIPE + "Pump.cpp", "if (now < stopAt) return true;", "if (now < stopAt || drain.count() > 0) return true;"),
 ]

@@ -2,6 +2,7 @@
 
 import os
 import pty
+import re
 import select
 import signal
 import subprocess
@@ -73,6 +74,51 @@ class Follow(ZinpipeTest):
         self.await_text(b"a long first line\nnew\n")
         self.assertIn("became shorter", self.stop(process))
 
+    def test_the_rest_of_a_file_that_is_emptied_is_a_line_of_its_own(self):
+        file = self.write("a.txt", b"one\nthe rest")
+        process = self.follow(file)
+        self.await_text(b"one\n")
+        self.write("a.txt", b"new\n")
+        self.await_text(b"one\nthe rest\nnew\n")
+        self.assertEqual(counts(self.stop(process)), (3, 3, 0))
+
+    def test_lines_are_numbered_anew_in_a_file_that_was_emptied_or_replaced(self):
+        self.dir = self.path("logs")
+        file = self.write("a.txt", b"1\n2\n")
+        process = self.follow("--stamp", file)
+        self.await_stamped([b"1: 1", b"2: 2"])
+        self.write("a.txt", b"3\n")
+        self.await_stamped([b"1: 1", b"2: 2", b"1: 3"])
+        os.rename(file, file + ".1")
+        self.write("a.txt", b"4\n")
+        self.await_stamped([b"1: 1", b"2: 2", b"1: 3", b"1: 4"])
+        self.assertEqual(counts(self.stop(process)), (4, 4, 0))
+
+    def await_stamped(self, expected):
+        """Numbers and texts of the stamped lines."""
+        def seen():
+            found = re.findall(rb"\[a.txt:(\d+)\] \[zinpipe\](: .*)\n", self.written())
+            return [number + text for number, text in found]
+        self.assertTrue(wait_until(lambda: os.path.exists(self.dir) and seen() == expected))
+
+    def test_a_file_that_is_not_there_yet_is_waited_for(self):
+        there = self.write("there", b"one\n")
+        process = self.follow("--retry", self.path("missing"), there)
+        self.assertRegex(process.stderr.readline().decode(),
+                         r"\Azinpipe: '.*/missing' is not there yet; waiting for it\n\Z")
+        self.await_text(b"one\n")
+        self.write("missing", b"two\n")
+        self.await_text(b"one\ntwo\n")
+        error = self.stop(process)
+        self.assert_one_line(error)
+        self.assertEqual(counts(error), (2, 2, 0))
+
+    def test_a_file_that_never_comes_does_not_keep_it_from_stopping(self):
+        process = self.follow("--retry", self.path("missing"))
+        process.stderr.readline()
+        self.await_running(process)
+        self.assertEqual(counts(self.stop(process)), (0, 0, 0))
+
     def test_a_stop_signal_takes_what_is_there(self):
         file = self.write("a.txt", b"one\n")
         process = self.follow(file)
@@ -107,6 +153,11 @@ class Display(ZinpipeTest):
         self.assertIn(b"zinpipe: 100 %  2.9 of 2.9 MiB", shown)
         # The last message stands alone.
         self.assertRegex(shown, rb"\r\x1b\[Kzinpipe: 50000 lines for [^\r]*\r\n\Z")
+
+    def test_progress_counts_all_files(self):
+        files = [self.write(name, numbered_lines(25000)) for name in ("a", "b")]
+        shown = self.run_on_a_terminal(files, subprocess.DEVNULL)
+        self.assertIn(b"zinpipe: 100 %  2.9 of 2.9 MiB", shown)
 
     def test_progress_of_a_redirected_file(self):
         with open(self.write("input", numbered_lines(50000)), "rb") as stream:

@@ -76,6 +76,12 @@ class Raw(ZinpipeTest):
             self.run_pipe(None, stdin=stream)
         self.assertEqual(self.written(), text)
 
+    def test_an_input_that_cannot_be_read_to_its_end(self):
+        # A regular file whose first page cannot be read.
+        error = self.run_pipe(b"", "/proc/self/mem", expected=1)
+        self.assertIn("cannot read '/proc/self/mem': Input/output error", error)
+        self.assertEqual(counts(error), (0, 0, 0))
+
     def test_files_are_read_one_after_the_other(self):
         first, second = self.write("a", b"1\n2"), self.write("b", b"3\n")
         self.assertEqual(counts(self.run_pipe(b"", first, second)), (3, 3, 0))
@@ -159,6 +165,23 @@ class Stamped(ZinpipeTest):
     def test_level_and_tag(self):
         self.run_pipe(b"first\n", "--stamp", "--level", "ERROR", "--tag", " [web] ")
         self.assertEqual(self.records(b"ERROR", b" [web] "), [(1, b"first")])
+
+    def test_every_level_is_printed_as_it_is_named(self):
+        for level in ("FATAL", "ERROR", "WARN", "INFO", "DEBUG"):
+            with self.subTest(level=level):
+                self.dir = self.path("logs", level)
+                self.run_pipe(b"first\n", "--stamp", "--level", level)
+                self.assertEqual(self.records(level.encode()), [(1, b"first")])
+
+    def test_long_lines_are_cut_beside_a_long_tag_or_source(self):
+        for tag, source in (("t" * 200, "input.txt"), (" ", "s" * 200)):
+            with self.subTest(tag=tag, source=source):
+                self.dir = self.path("logs", source)
+                file = self.write(source, b"first\n" + b"y" * 5000 + b"\nlast\n")
+                self.run_pipe(b"", "--stamp", "--tag", tag, file)
+                records = self.records(tag=tag.encode(), source=source.encode())
+                text = b"\n".join(text for _, text in records) + b"\n"
+                self.assertEqual(joined(text), b"first\n" + b"y" * 5000 + b"\nlast\n")
 
     def test_the_lowest_level_is_written(self):
         self.run_pipe(b"first\n", "--stamp", "--level=DEBUG")

@@ -41,7 +41,10 @@ class Refused(ZinpipeTest):
             (here + ["--keep", "many"], "--keep takes a number"),
             (here + ["--max-files", "0"], "--max-files takes a number from 1"),
             (here + ["--max-bytes", "1K"], "--max-bytes takes whole MiB"),
+            (here + ["--keep", "1000001"], "--keep takes a number from 0 to 1000000"),
             (here + ["--queue", "0"], "--queue takes a number from 1"),
+            (here + ["--drain", "-1"], "--drain takes a number from 0"),
+            (here + ["--drain", "5s"], "--drain takes a number from 0"),
             (here + ["--queue", ""], "--queue takes a number from 1"),
             (here + ["--subdir", "a/b"], "--subdir takes the bare name"),
             (here + ["--subdir", ".."], "--subdir takes the bare name"),
@@ -49,7 +52,11 @@ class Refused(ZinpipeTest):
             (here + ["--tag", "web"], "--tag needs --stamp"),
             (here + ["--stamp", "--level", "info"], "--level takes FATAL"),
             (here + ["--stamp", "--tag", "x" * 201], "--tag takes at most"),
+            (here + ["--stamp", "--tag", "two\nlines"], "--tag takes at most"),
             (here + ["--follow"], "--follow needs a FILE"),
+            (here + ["--retry", "file"], "--retry needs --follow"),
+            # With the time of a finished file it would have 256 bytes.
+            (["--dir", self.dir, "--name", "x" * 222 + ".log"], "--name takes at most 225 bytes"),
             (["--dir", "/var/data", "--name", "app.log", "--stamp"], "must hold 'log'"),
         ]:
             with self.subTest(arguments=arguments):
@@ -114,7 +121,35 @@ class Refused(ZinpipeTest):
         here = ["--dir", self.dir, "--name", "app.log"]
         self.assert_refused(here + ["--follow", os.path.join(self.dir, "app.log")],
                             "cannot be both input and output", 1)
+        # Nor may a later one of several.
+        other = self.write("other", b"other\n")
+        self.assert_refused(here + [other, os.path.join(self.dir, "app.log")],
+                            "cannot be both input and output", 1)
         self.assertEqual(self.written(), b"line\n")
+
+    def test_output_as_input_that_is_waited_for(self):
+        self.assert_refused(["--dir", "out", "--name", "app.log", "--follow", "--retry",
+                             os.path.join(self.dir, "app.log")],
+                            "cannot be both input and output", 1, cwd=self.scratch)
+
+    def test_an_echo_to_a_closed_standard_output(self):
+        self.assert_refused(["-c", 'exec "$0" "$@" >&-', ZINPIPE, "--dir", self.dir, "--name",
+                             "app.log", "--echo"], "standard output is closed", expected=1,
+                            command=["sh"])
+        self.assertFalse(os.path.exists(self.dir))
+
+    def test_a_help_that_cannot_be_written(self):
+        for option in ("--help", "-h", "--version"):
+            for redirection, reason in ((">/dev/full", "No space left on device"),
+                                        (">&-", "standard output is closed")):
+                with self.subTest(option=option, redirection=redirection):
+                    self.assert_refused(["-c", '"$0" "$1" ' + redirection, ZINPIPE, option],
+                                        reason, expected=1, command=["sh"])
+
+    def test_too_few_descriptors(self):
+        self.assert_refused(["-c", 'ulimit -n 6; exec "$0" "$@"', ZINPIPE, "--dir", self.dir,
+                             "--name", "app.log"], "Too many open files (ulimit -n)", expected=1,
+                            command=["sh"])
 
     def test_a_name_that_another_run_writes(self):
         process = self.start()
@@ -127,6 +162,21 @@ class Refused(ZinpipeTest):
         self.end(process)
         self.assertEqual(self.written(), b"line\n")
 
+    def test_a_name_that_another_run_is_to_write(self):
+        process = self.start()
+        self.await_running(process)
+        here = ["--dir", os.path.join(self.dir, "..", "out")]
+        self.assert_refused(here + ["--name", "app.log"], "another zinpipe writes to", 1)
+        # Another name is another matter.
+        other = subprocess.run([ZINPIPE] + here + ["--name", "application.log"], input=b"other\n",
+                               capture_output=True, timeout=HANG_SECONDS)
+        self.assertEqual(other.returncode, 0, other.stderr)
+        process.stdin.close()
+        self.end(process)
+        # Nothing is left of the lock.
+        self.assertEqual(os.listdir(self.dir), ["application.log"])
+        self.run_pipe(b"line\n")
+
     def holds_a_lock(self, process):
         with open("/proc/locks", encoding="ascii") as locks:
             return any(re.match(r"\d+: FLOCK +ADVISORY +WRITE %d " % process, lock) for lock in locks)
@@ -134,7 +184,8 @@ class Refused(ZinpipeTest):
 
 class Accepted(ZinpipeTest):
     def test_help_and_version(self):
-        for option, shown in [("--help", b"--follow"), ("--version", b"zinpipe 1.")]:
+        for option, shown in [("--help", b"--follow"), ("-h", b"--follow"),
+                              ("--version", b"zinpipe 1.")]:
             result = subprocess.run([ZINPIPE, option], stdin=subprocess.DEVNULL,
                                     capture_output=True, timeout=HANG_SECONDS)
             self.assertEqual(result.returncode, 0)
@@ -149,6 +200,67 @@ class Accepted(ZinpipeTest):
                 self.run_pipe(text, "--size", size)
                 self.assertEqual(len(self.files()), 2)
                 self.assertGreater(os.path.getsize(self.files()[0]), 2 << 20)
+
+    def test_a_gibibyte_is_not_a_mebibyte(self):
+        self.run_pipe(b"".join(b"%01023d\n" % i for i in range(2500)), "--size", "1G")
+        self.assertEqual(len(self.files()), 1)
+
+    def test_the_longest_name_can_be_renamed(self):
+        name = "x" * 221 + ".log"
+        for text in (b"first\n", b"second\n"):
+            subprocess.run(self.command(name=name), input=text, check=True, capture_output=True,
+                           timeout=HANG_SECONDS)
+        finished, = set(os.listdir(self.dir)) - {name}
+        for file, text in ((finished, b"first\n"), (name, b"second\n")):
+            with open(os.path.join(self.dir, file), "rb") as stream:
+                self.assertEqual(stream.read(), text)
+
+    def test_log_in_any_letter_case_will_do_for_stamped_lines(self):
+        for directory in (["--dir", "LOGS"], ["--dir", "some", "--subdir", "logs"]):
+            with self.subTest(directory=directory):
+                result = subprocess.run([ZINPIPE, "--name", "app.log", "--stamp"] + directory,
+                                        input=b"line\n", capture_output=True, cwd=self.scratch,
+                                        timeout=HANG_SECONDS)
+                self.assertEqual(result.returncode, 0, result.stderr)
+                written = self.written(self.path(*directory[1::2]))
+                self.assertIn(b"[zinpipe]: line\n", written)
+
+    def test_directories_are_closed_to_others(self):
+        self.dir = self.path("new", "out")
+        self.run_pipe(b"line\n", umask=0)
+        for directory in (self.path("new"), self.dir):
+            self.assertEqual(os.stat(directory).st_mode & 0o7777, 0o750)
+
+    def test_closed_standard_streams_are_not_used_for_files(self):
+        # Else a message of the run would end up in one of them.
+        file = self.write("input", b"line\n")
+        process = subprocess.Popen(
+            ["sh", "-c", 'exec "$0" "$@" <&- >&- 2>&-'] + self.command("--follow", file))
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        self.assertTrue(wait_until(lambda: os.path.exists(self.dir) and self.written()))
+        for number in range(3):
+            self.assertEqual(os.readlink("/proc/%d/fd/%d" % (process.pid, number)), "/dev/null")
+        process.terminate()
+        self.assertEqual(process.wait(HANG_SECONDS), 0)
+        self.assertEqual(self.written(), b"line\n")
+
+    def test_without_limits_a_directory_may_hold_any_number_of_files(self):
+        self.old_files(1001, 1)
+        process = self.start()
+        self.assertTrue(wait_until(lambda: self.sleeps(process, "zin-met-keeper")))
+        process.stdin.close()
+        self.end(process)
+        self.assertEqual(len(os.listdir(self.dir)), 1001)
+
+    def sleeps(self, process, name):
+        """Whether the thread has done its work and waits for the next minute."""
+        tasks = "/proc/%d/task/" % process.pid
+        for thread in os.listdir(tasks):
+            with open(tasks + thread + "/stat", encoding="ascii") as stat:
+                if re.search(r"\(%s\) S" % name, stat.read()):
+                    return True
+        return False
 
     def old_files(self, count, size):
         os.mkdir(self.dir)

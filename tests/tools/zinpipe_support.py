@@ -52,6 +52,14 @@ def wait_until(condition):
     return True
 
 
+def threads_of(process):
+    names = []
+    for thread in os.listdir("/proc/%d/task" % process.pid):
+        with open("/proc/%d/task/%s/comm" % (process.pid, thread), encoding="ascii") as comm:
+            names.append(comm.read().strip())
+    return names
+
+
 class ZinpipeTest(unittest.TestCase):
     def setUp(self):
         scratch = tempfile.TemporaryDirectory(prefix="zinpipe-log-")
@@ -88,6 +96,11 @@ class ZinpipeTest(unittest.TestCase):
 
         self.addCleanup(clean_up)
         return process
+
+    def await_running(self, process):
+        """Until the run is past everything that it may be refused for."""
+        self.assertTrue(wait_until(
+            lambda: {"zin-met-worker", "zin-log-worker"} & set(threads_of(process))))
 
     def end(self, process, expected=0):
         """Waits for the end of a started run; returns its messages."""

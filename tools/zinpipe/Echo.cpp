@@ -34,11 +34,15 @@ void Echo::Copy(std::string_view bytes) {
 
 // False: it is time to stop, and nobody reads.
 bool Echo::WaitForReader() const {
-  std::array<pollfd, 2> waiting{{{STDOUT_FILENO, POLLOUT, 0}, {stop, POLLIN, 0}}};
-  while (poll(waiting.data(), waiting.size(), -1) < 0 && errno == EINTR) {
+  std::array<pollfd, 2> waiting{{{STDOUT_FILENO, POLLOUT, 0}, {signals.Descriptor(), POLLIN, 0}}};
+  for (;;) {
+    const int patience = signals.Stops() > 0 ? patienceInMilliseconds : -1;
+    const int ready = poll(waiting.data(), waiting.size(), patience);
+    if (ready < 0) continue;  // interrupted
+    if (waiting[0].revents != 0) return true;
+    if (ready == 0 || signals.MustStopAtOnce()) return false;
+    signals.Take();
   }
-  if (waiting[0].revents != 0) return true;
-  return poll(waiting.data(), 1, patienceInMilliseconds) > 0;
 }
 
 void Echo::Fail(const char* reason) {

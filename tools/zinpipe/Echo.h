@@ -4,11 +4,13 @@
 
 #include <string_view>
 
+#include "Signals.h"
+
 class Echo {
  public:
-  // `stopDescriptor` becomes readable when the tool is to stop; a reader of
-  // standard output that reads no more must not keep it from doing so.
-  Echo(bool wanted, int stopDescriptor) : active(wanted), stop(stopDescriptor) {}
+  // A reader of standard output that reads no more must not keep the tool from
+  // stopping when a signal says so.
+  Echo(bool wanted, Signals& stopSignals) : active(wanted), signals(stopSignals) {}
 
   // Copies the bytes as they are. The first failure is reported and ends the
   // echo, but nothing else.
@@ -22,7 +24,7 @@ class Echo {
 
   bool active;
   bool failed = false;
-  int stop;
+  Signals& signals;
 };
 
 #endif  // ZINPIPE_ECHO_H

@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <utility>
 
 class InFlight {
  public:
   void Add(std::uint64_t lines, std::size_t bytes) {
     records.push_back({lines, bytes});
+    linesInFlight += lines;
     bytesInFlight += bytes;
   }
 
@@ -21,6 +23,7 @@ class InFlight {
       const std::uint64_t part = std::min(lines, oldest.lines);
       oldest.lines -= part;
       lines -= part;
+      linesInFlight -= part;
       if (oldest.lines > 0) return;
       bytesInFlight -= oldest.bytes;
       records.pop_front();
@@ -29,14 +32,13 @@ class InFlight {
 
   // No more of them will turn up. Returns the number of their lines.
   std::uint64_t WriteOff() {
-    std::uint64_t lines = 0;
-    for (const Record& record : records) lines += record.lines;
     records.clear();
     bytesInFlight = 0;
-    return lines;
+    return std::exchange(linesInFlight, 0);
   }
 
   std::size_t Records() const { return records.size(); }
+  std::uint64_t Lines() const { return linesInFlight; }
   std::size_t Bytes() const { return bytesInFlight; }
 
  private:
@@ -45,6 +47,7 @@ class InFlight {
     std::size_t bytes;
   };
   std::deque<Record> records;
+  std::uint64_t linesInFlight = 0;
   std::size_t bytesInFlight = 0;
 };
 

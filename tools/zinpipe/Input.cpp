@@ -33,8 +33,9 @@ Input::Input()
   NoteSize();
 }
 
-Input::Input(std::string filePath, bool follow)
+Input::Input(std::string filePath, bool follow, bool retry)
     : path(std::move(filePath)), name(BaseName(path)), file(OpenFile(path)), following(follow) {
+  if (!file.IsOpen() && errno == ENOENT && retry) return;
   if (!file.IsOpen()) {
     throw std::runtime_error("cannot open '" + path + "': " + std::strerror(errno));
   }
@@ -47,6 +48,7 @@ void Input::NoteSize() {
   if (fstat(file.Number(), &status) != 0) return;
   identity = FileIdentity(status);
   waits = !S_ISREG(status.st_mode);
+  hasWriter = S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
   // Fewer and longer turns for the writer and for this program; a wish alone.
   if (S_ISFIFO(status.st_mode)) (void)fcntl(file.Number(), F_SETPIPE_SZ, pipeSize);
   if (waits) return;
@@ -57,6 +59,7 @@ void Input::NoteSize() {
 }
 
 std::size_t Input::Read(char* room, std::size_t size) {
+  if (!file.IsOpen()) return 0;
   const ssize_t got = read(file.Number(), room, size);
   if (got > 0) {
     position += got;
@@ -67,27 +70,29 @@ std::size_t Input::Read(char* room, std::size_t size) {
     Say("cannot read '" + path + "': " + std::strerror(errno));
     failed = true;
     atEnd = true;
-  } else if (following) {
-    StartAgainIfCut();
-  } else {
+  } else if (!following) {
     atEnd = true;
   }
   return 0;
 }
 
 // A file that became shorter was emptied by those who write it.
-void Input::StartAgainIfCut() {
+bool Input::BecameShorter() const {
   struct stat status {};
-  if (fstat(file.Number(), &status) != 0 || status.st_size >= position) return;
-  Say("'" + path + "' became shorter; reading it from the begin");
-  (void)lseek(file.Number(), 0, SEEK_SET);
-  position = 0;
+  return file.IsOpen() && fstat(file.Number(), &status) == 0 && status.st_size < position;
 }
 
 bool Input::MoveToReplacement() {
+  if (!following) return false;
+  if (BecameShorter()) {
+    Say("'" + path + "' became shorter; reading it from the begin");
+    (void)lseek(file.Number(), 0, SEEK_SET);
+    position = 0;
+    return true;
+  }
   struct stat status {};
-  if (!following || stat(path.c_str(), &status) != 0) return false;
-  if (FileIdentity(status) == identity || !S_ISREG(status.st_mode)) return false;
+  if (stat(path.c_str(), &status) != 0) return false;
+  if ((file.IsOpen() && FileIdentity(status) == identity) || !S_ISREG(status.st_mode)) return false;
   Descriptor next(OpenFile(path));
   if (!next.IsOpen() || fstat(next.Number(), &status) != 0) return false;
   file = std::move(next);

@@ -14,8 +14,9 @@ class Input {
   // Standard input. Throws std::runtime_error.
   Input();
 
-  // A regular file, read from its begin. Throws std::runtime_error.
-  Input(std::string path, bool follow);
+  // A regular file, read from its begin. One that is followed and not there is
+  // waited for when `retry` says so. Throws std::runtime_error.
+  Input(std::string path, bool follow, bool retry);
 
   // What a stamped line names as its source.
   const std::string& Name() const { return name; }
@@ -30,9 +31,17 @@ class Input {
   // No more will come. A followed file has no end.
   bool AtEnd() const { return atEnd; }
 
-  // A followed file has been replaced: the last line of the old one is over,
-  // and the next read is from the new one.
+  // A followed file has been replaced, or has become shorter: the last line of
+  // the old one is over, and the next read is from the begin of the new one.
   bool MoveToReplacement();
+
+  // Whether somebody else may still write: then more may come until AtEnd.
+  bool HasWriter() const { return hasWriter; }
+
+  const std::string& Path() const { return path; }
+
+  // False: it is waited for.
+  bool IsThere() const { return file.IsOpen(); }
 
   bool HasFailed() const { return failed; }
   std::uint64_t SizeAtStart() const { return sizeAtStart; }  // bytes; 0: not known
@@ -40,13 +49,14 @@ class Input {
 
  private:
   void NoteSize();
-  void StartAgainIfCut();
+  bool BecameShorter() const;
 
   std::string path;
   std::string name;
   Descriptor file;
   FileIdentity identity;
   bool waits = false;
+  bool hasWriter = false;
   bool following = false;
   bool atEnd = false;
   bool failed = false;

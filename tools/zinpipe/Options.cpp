@@ -20,6 +20,7 @@ constexpr std::size_t longestTag = 200;
 constexpr std::array<std::string_view, 5> levelNames = {"FATAL", "ERROR", "WARN", "INFO", "DEBUG"};
 
 constexpr std::string_view logSuffix = ".log";
+constexpr std::size_t longestName = 255 - longestStamp;
 
 // Numbers for getopt, beyond those of characters.
 enum OptionNumber : int {
@@ -36,11 +37,13 @@ enum OptionNumber : int {
   optSubDir,
   optEcho,
   optFollow,
+  optRetry,
+  optDrain,
   optHelp,
   optVersion
 };
 
-const std::array<option, 16> longOptions = {{
+const std::array<option, 18> longOptions = {{
     {"dir", required_argument, nullptr, optDir},
     {"name", required_argument, nullptr, optName},
     {"size", required_argument, nullptr, optSize},
@@ -54,6 +57,8 @@ const std::array<option, 16> longOptions = {{
     {"subdir", required_argument, nullptr, optSubDir},
     {"echo", no_argument, nullptr, optEcho},
     {"follow", no_argument, nullptr, optFollow},
+    {"retry", no_argument, nullptr, optRetry},
+    {"drain", required_argument, nullptr, optDrain},
     {"help", no_argument, nullptr, optHelp},
     {"version", no_argument, nullptr, optVersion},
     {nullptr, 0, nullptr, 0},
@@ -110,6 +115,10 @@ std::string ParseName(const std::string& name) {
     throw UsageError(
         "--name takes a file name that ends in '.log', its only one, without '/', not " +
         Quoted(name));
+  }
+  if (name.size() > longestName) {
+    throw UsageError("--name takes at most " + std::to_string(longestName) +
+                     " bytes: a finished file has its time in its name, too");
   }
   return name;
 }
@@ -188,6 +197,13 @@ void SetOption(Options& options, Said& said, int number) {
     case optFollow:
       options.follow = true;
       break;
+    case optRetry:
+      options.retry = true;
+      break;
+    case optDrain:
+      options.drainSeconds = static_cast<int>(ParseCount("--drain", value, 0));
+      break;
+    case 'h':
     case optHelp:
       options.helpWanted = true;
       break;
@@ -205,6 +221,7 @@ void CheckTogether(Options& options, const Said& said) {
   if (said.level && !options.stamp) throw UsageError("--level needs --stamp");
   if (said.tag && !options.stamp) throw UsageError("--tag needs --stamp");
   if (options.follow && options.files.empty()) throw UsageError("--follow needs a FILE");
+  if (options.retry && !options.follow) throw UsageError("--retry needs --follow");
   if (!said.subDirectory.empty()) options.directory += "/" + said.subDirectory;
   if (options.stamp && !HoldsLog(options.directory)) {
     throw UsageError("with --stamp the directory must hold 'log' in its path, unlike " +
@@ -219,7 +236,7 @@ Options ParseOptions(int argc, char** argv) {
   Said said;
   opterr = 0;  // the messages are ours
   for (;;) {
-    const int number = getopt_long(argc, argv, ":", longOptions.data(), nullptr);
+    const int number = getopt_long(argc, argv, ":h", longOptions.data(), nullptr);
     if (number == -1) break;
     const std::string given = argv[optind - 1];
     if (number == ':') throw UsageError(given + " needs a value");
@@ -253,11 +270,15 @@ std::string HelpText() {
          "  --tag TEXT        printed between level and source (default: a blank)\n"
          "  --echo            copy the input to standard output, too\n"
          "  --follow          stay at the end of each FILE and wait for more\n"
-         "  --help            this text\n"
+         "  --retry           with --follow: wait for a FILE that is not there yet\n"
+         "  --drain SECONDS   how long a writer may go on after SIGTERM (default 5)\n"
+         "  -h, --help        this text\n"
          "  --version         the version\n"
          "\n"
          "SIZE is a number of bytes, or one with K, M or G; whole MiB only.\n"
-         "SIGTERM, SIGINT and the end of the input write what was read, and stop.\n"
+         "At the end of the input it writes what was read, and stops. SIGTERM or SIGINT\n"
+         "gives the writer of a pipe the time of --drain to close it; the second one stops\n"
+         "at once. SIGALRM begins a new file, SIGUSR1 prints the counts.\n"
          "\n"
          "Exit codes: 0 every line was written, 1 a line is missing or something failed,\n"
          "2 wrong arguments.\n";

@@ -9,6 +9,10 @@
 #include <string>
 #include <vector>
 
+// What the name of a finished file has more than that of the file being written:
+// "_20260105090307042-000-" and a process id of up to seven digits.
+constexpr std::size_t longestStamp = 30;
+
 constexpr unsigned noLimit = std::numeric_limits<unsigned>::max();
 
 struct Options {
@@ -24,6 +28,8 @@ struct Options {
   std::string tag = " ";
   bool echo = false;
   bool follow = false;
+  bool retry = false;              // waits for followed files that are not there yet
+  int drainSeconds = 5;            // how long a writer may go on after a stop signal
   std::vector<std::string> files;  // empty: standard input
   bool helpWanted = false;
   bool versionWanted = false;

@@ -1,13 +1,18 @@
 #include "OutputDirectory.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
+
+#include "Descriptor.h"
+#include "Options.h"
 
 namespace {
 
@@ -48,6 +53,12 @@ void PrepareOutputDirectory(const std::string& directory, const std::string& fil
   }
 
   const std::string path = directory + "/" + fileName;
+  const long longestName = pathconf(directory.c_str(), _PC_NAME_MAX);
+  const bool nameFits =
+      longestName < 0 || fileName.size() + longestStamp <= static_cast<std::size_t>(longestName);
+  if (!nameFits || path.size() + longestStamp >= PATH_MAX) {
+    Fail("no finished file of " + Quoted(path) + " could have a name", ENAMETOOLONG);
+  }
   if (stat(path.c_str(), &status) != 0) return;
   if (!S_ISREG(status.st_mode)) throw std::runtime_error(Quoted(path) + " is not a regular file");
   // The logger empties a file that it cannot read, instead of moving it aside.
@@ -55,15 +66,36 @@ void PrepareOutputDirectory(const std::string& directory, const std::string& fil
     Fail("cannot read what an earlier run left in " + Quoted(path), errno);
 }
 
+std::string WhyNoNewFile(const std::string& directory) {
+  struct stat status {};
+  if (stat(directory.c_str(), &status) != 0) return std::strerror(errno);
+  // A file without a name asks for all that one with a name does.
+  const Descriptor trial(open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+  if (trial.IsOpen()) return {};
+  const int error = errno;
+  struct statvfs system {};
+  if (error == ENOSPC && statvfs(directory.c_str(), &system) == 0 && system.f_favail == 0) {
+    return std::string(std::strerror(error)) + " for one more file (no inodes)";
+  }
+  const bool isKnown = error != EOPNOTSUPP && error != EISDIR && error != EINVAL;
+  if (isKnown) return std::strerror(error);
+  return MayAccess(directory, W_OK | X_OK) ? "" : std::strerror(errno);
+}
+
 std::string WhyNothingIsWritten(const std::string& directory, const std::string& fileName) {
   const std::string path = directory + "/" + fileName;
   struct stat status {};
-  if (stat(directory.c_str(), &status) != 0) return std::strerror(errno);
   const bool exists = stat(path.c_str(), &status) == 0;
-  if (!MayAccess(exists ? path : directory, W_OK)) return std::strerror(errno);
-  struct statvfs system {};
-  if (statvfs(directory.c_str(), &system) == 0 && system.f_bavail == 0) {
-    return std::strerror(ENOSPC);
+  if (exists && !S_ISREG(status.st_mode)) return "it is not a regular file";
+  if (exists && !MayAccess(path, W_OK)) return std::strerror(errno);
+  rlimit limit{};
+  if (exists && getrlimit(RLIMIT_FSIZE, &limit) == 0 &&
+      static_cast<rlim_t>(status.st_size) >= limit.rlim_cur) {
+    return std::string(std::strerror(EFBIG)) + " (ulimit -f)";
   }
-  return "reason unknown";
+  struct statvfs system {};
+  const bool systemIsKnown = statvfs(directory.c_str(), &system) == 0;
+  if (systemIsKnown && system.f_bavail == 0) return std::strerror(ENOSPC);
+  const std::string reason = WhyNoNewFile(directory);
+  return reason.empty() ? "reason unknown" : reason;
 }

@@ -12,4 +12,8 @@ void PrepareOutputDirectory(const std::string& directory, const std::string& fil
 // Best guess at the reason when nothing arrives in the file.
 std::string WhyNothingIsWritten(const std::string& directory, const std::string& fileName);
 
+// Why no file can be made or renamed in the directory at the moment; empty:
+// nothing is known that forbids it.
+std::string WhyNoNewFile(const std::string& directory);
+
 #endif  // ZINPIPE_OUTPUT_DIRECTORY_H

@@ -3,37 +3,52 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
-#include "Newlines.h"
+#include "LiveFile.h"
+#include "OwnRemovals.h"
 
 namespace {
 
 constexpr std::size_t readSize = std::size_t{128} << 10;
+constexpr std::size_t mostFilesHeldOpen = 100;
+constexpr std::chrono::milliseconds betweenLooksAtFinished{100};
 
 Descriptor OpenForReading(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
 }
 
-// False: another process holds the lock. It goes away with the descriptor.
+// For file systems that lock files, but no directories. False: another process
+// holds the lock. It goes away with the descriptor.
 bool Lock(const Descriptor& file) {
   return flock(file.Number(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-std::vector<FileIdentity> FilesIn(const std::string& directory) {
-  std::vector<FileIdentity> files;
+// Of the finished ones: most of the descriptors are left to others.
+std::size_t MostFilesToWatch(int keepFiles) {
+  rlimit limit{};
+  const bool isKnown = getrlimit(RLIMIT_NOFILE, &limit) == 0;
+  const auto share = isKnown ? static_cast<std::size_t>(limit.rlim_cur / 4) : std::size_t{1};
+  // One more for the moment between a rotation and the removal that follows.
+  return std::min({static_cast<std::size_t>(keepFiles) + 1, share, mostFilesHeldOpen});
+}
+
+std::set<FileIdentity> FilesIn(const std::string& directory) {
+  std::set<FileIdentity> files;
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory.c_str()), closedir);
   if (entries == nullptr) return files;
   while (const dirent* const entry = readdir(entries.get())) {
     struct stat status {};
     if (fstatat(dirfd(entries.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
-      files.emplace_back(status);
+      files.emplace(status);
     }
   }
   return files;
@@ -45,98 +60,139 @@ OutputFiles::OutputFiles(std::string dir, const std::string& fileName, int keepF
                          LineMark lineMark)
     : directory(std::move(dir)),
       path(directory + "/" + fileName),
-      // The kept ones, the one being written, and one more for the moment
-      // between a rotation and the removal that follows it.
-      mostKnown(static_cast<std::size_t>(keepFiles) + 2),
+      mostWatched(MostFilesToWatch(keepFiles)),
       mark(std::move(lineMark)),
+      leftover(OpenForReading(path)),
       buffer(readSize) {
-  Descriptor leftover = OpenForReading(path);
   struct stat status {};
-  if (!leftover.IsOpen() || fstat(leftover.Number(), &status) != 0) return;
-  if (!Lock(leftover)) {
-    throw std::runtime_error("another zinpipe writes to '" + path + "'");
+  if (leftover.IsOpen() && fstat(leftover.Number(), &status) == 0) {
+    leftoverIdentity = FileIdentity(status);
+    if (!Lock(leftover)) throw std::runtime_error("another zinpipe writes to '" + path + "'");
   }
-  // Held open, so that its number cannot become that of a new file.
-  current = std::move(leftover);
-  currentIdentity = FileIdentity(status);
 }
 
-bool OutputFiles::Look() {
-  // Somebody may have tried the lock just when it was to be taken.
-  if (!isLocked) isLocked = Lock(current);
-  bool foundSome = ReadCurrent();
+void OutputFiles::Look() {
+  if (!files.empty()) LookAt(files.back());
   // The logger closes a file before it puts another in its place, so what is
   // read after the other was seen is the rest.
-  while (FindNext()) foundSome = ReadCurrent() || foundSome;
-  return foundSome;
+  while (FindNext()) LookAt(files.back());
+  const auto now = Clock::now();
+  if (now - lastLookAtFinished < betweenLooksAtFinished) return;
+  lastLookAtFinished = now;
+  LookAtFinished();
+}
+
+void OutputFiles::LookAt(CountedFile& file) {
+  const CountedFile::Change change = file.Look(buffer);
+  linesFound += change.found;
+  const bool isLive = &file == &files.back();
+  if (change.lost > 0) {
+    linesLost += change.lost;
+    liveWasCut = liveWasCut || isLive;
+    NoteLoss(Loss::Kind::Emptied, file, change.lost);
+  }
+  if (file.HasName() || file.Lines() == 0) return;
+  // What is written to a file after its name was gone, nobody will find.
+  if (OwnRemovals::Contain(file.Identity()) && !(isLive && liveIsTold)) {
+    linesRemoved += file.Lines();
+  } else {
+    linesLost += file.Lines();
+    if (!(isLive && liveIsTold)) NoteLoss(Loss::Kind::Removed, file, file.Lines());
+  }
+  if (isLive) liveIsTold = true;
+  file.ForgetLines();
+}
+
+void OutputFiles::LookAtFinished() {
+  if (files.empty()) return;
+  for (std::size_t i = 0; i + 1 < files.size(); ++i) LookAt(files[i]);
+  // Held open no longer than needed: the disk gets its room back.
+  for (std::size_t i = files.size() - 1; i-- > 0;) {
+    if (files[i].HasName()) continue;
+    OwnRemovals::Forget(files[i].Identity());
+    files.erase(files.begin() + static_cast<std::ptrdiff_t>(i));
+  }
 }
 
 // Moves on to the file that stands in the place of the current one.
 bool OutputFiles::FindNext() {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) return false;
-  if (current.IsOpen() && FileIdentity(status) == currentIdentity) return false;
-  (void)ReadCurrent();
-
+  const FileIdentity found(status);
+  if (files.empty() && leftover.IsOpen() && found == leftoverIdentity) return false;
+  anotherInItsPlace = false;
+  if (!files.empty()) {
+    if (found == files.back().Identity()) return false;
+    anotherInItsPlace = WriterOf(files.back().Identity()) >= 0;
+    if (anotherInItsPlace) return false;
+    LookAt(files.back());
+  }
   Descriptor next = OpenForReading(path);
   if (!next.IsOpen() || fstat(next.Number(), &status) != 0) return false;
-  isLocked = Lock(next);
-  current = std::move(next);
-  currentIdentity = FileIdentity(status);
-  currentIsOurs = true;
-  position = 0;
-  unfinishedLine.clear();
-  // A deleted file's number may have come back.
-  for (KnownFile& file : known) {
-    if (file.identity != currentIdentity) continue;
-    linesForgotten += file.lines;
-    file = {};
-  }
-  known.push_back({currentIdentity, 0});
-  if (known.size() > mostKnown) {
-    linesForgotten += known.front().lines;
-    known.pop_front();
-  }
+  Adopt(std::move(next), FileIdentity(status));
   return true;
 }
 
-bool OutputFiles::ReadCurrent() {
-  if (!currentIsOurs) return false;
-  bool readSome = false;
-  for (;;) {
-    const ssize_t got = pread(current.Number(), buffer.data(), buffer.size(), position);
-    if (got <= 0) return readSome;
-    readSome = true;
-    position += got;
-    const std::uint64_t lines = CountLines({buffer.data(), static_cast<std::size_t>(got)});
-    known.back().lines += lines;
-    linesFound += lines;
-    if (static_cast<std::size_t>(got) < buffer.size()) return readSome;
-  }
-}
-
-std::uint64_t OutputFiles::CountLines(std::string_view bytes) {
-  if (mark.mark.empty()) return CountNewlines(bytes);
-  unfinishedLine += bytes;
-  std::uint64_t lines = 0;
-  std::size_t begin = 0;
-  for (std::size_t newline = unfinishedLine.find('\n'); newline != std::string::npos;
-       newline = unfinishedLine.find('\n', begin)) {
-    const std::string_view line(unfinishedLine.data() + begin, newline - begin);
-    if (line.size() >= mark.offset && line.substr(mark.offset).starts_with(mark.mark)) ++lines;
-    begin = newline + 1;
-  }
-  unfinishedLine.erase(0, begin);
-  return lines;
-}
-
-std::uint64_t OutputFiles::LinesRemoved() const {
-  const std::vector<FileIdentity> present = FilesIn(directory);
-  std::uint64_t lines = linesForgotten;
-  for (const KnownFile& file : known) {
-    if (std::find(present.begin(), present.end(), file.identity) == present.end()) {
-      lines += file.lines;
+void OutputFiles::Adopt(Descriptor next, const FileIdentity& identity) {
+  // The number of a deleted file may have come back.
+  for (auto file = unwatched.begin(); file != unwatched.end();) {
+    if (file->identity == identity) {
+      Resolve(identity, file->lines);
+      file = unwatched.erase(file);
+    } else {
+      ++file;
     }
   }
-  return lines;
+  OwnRemovals::Forget(identity);
+  leftover = Descriptor();
+  (void)Lock(next);
+  liveIsTold = false;
+  files.emplace_back(std::move(next), identity, mark);
+  while (files.size() > mostWatched + 1) StopWatchingOldest();
+}
+
+void OutputFiles::StopWatchingOldest() {
+  CountedFile& oldest = files.front();
+  LookAt(oldest);
+  if (oldest.HasName()) {
+    unwatched.push_back({oldest.Identity(), oldest.Lines()});
+  } else {
+    OwnRemovals::Forget(oldest.Identity());
+  }
+  files.pop_front();
+}
+
+void OutputFiles::LookAtAll() {
+  Look();
+  LookAtFinished();
+  if (unwatched.empty()) return;
+  const std::set<FileIdentity> present = FilesIn(directory);
+  std::erase_if(unwatched, [&](const UnwatchedFile& file) {
+    if (present.contains(file.identity)) return false;
+    Resolve(file.identity, file.lines);
+    return true;
+  });
+}
+
+// A file that was not watched is gone.
+void OutputFiles::Resolve(const FileIdentity& gone, std::uint64_t lines) {
+  if (OwnRemovals::Contain(gone)) {
+    linesRemoved += lines;
+  } else {
+    linesLost += lines;
+    losses.push_back({Loss::Kind::Removed, "a finished file of " + path, lines});
+  }
+}
+
+void OutputFiles::NoteLoss(Loss::Kind kind, const CountedFile& file, std::uint64_t lines) {
+  const std::string known = file.Path();
+  losses.push_back({kind, known.empty() ? path : known, lines});
+}
+
+std::vector<Loss> OutputFiles::TakeLosses() {
+  return std::exchange(losses, {});
+}
+
+bool OutputFiles::LiveIsAstray() const {
+  return !files.empty() && (!files.back().HasName() || anotherInItsPlace);
 }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int followMilliseconds = 100;  // between two looks at a followed file
 constexpr int settleMilliseconds = 20;   // of silence, until what was handed over is looked for
+constexpr int idleMilliseconds = 1000;   // until the files are looked after again
 
 // After a signal, so much of each input is still taken: what its writer had
 // written by then, but not the output of a writer that goes on.
@@ -29,9 +30,13 @@ bool IsReadable(int descriptor) {
 
 }  // namespace
 
-Pump::Pump(const Options& options, std::vector<Input> inputs, const StopSignals& stopSignals,
-           Echo& echoed, Delivery& to)
-    : signals(stopSignals), echo(echoed), delivery(to), progress(TotalSize(inputs)) {
+Pump::Pump(const Options& options, std::vector<Input> inputs, Signals& stopSignals, Echo& echoed,
+           Delivery& to)
+    : signals(stopSignals),
+      echo(echoed),
+      delivery(to),
+      drain(options.drainSeconds),
+      progress(TotalSize(inputs)) {
   using Packing = LineSplitter::Packing;
   const Packing packing = options.stamp ? Packing::OneLine : Packing::ManyLines;
   for (Input& input : inputs) {
@@ -43,29 +48,51 @@ Pump::Pump(const Options& options, std::vector<Input> inputs, const StopSignals&
 void Pump::Run() {
   bool readSome = true;
   while (!AllAtEnd()) {
-    if (!WaitForMore(readSome)) {
+    WaitForMore(readSome);
+    if (!MayGoOn()) {
       TakeWhatIsThere();
       break;
     }
+    if (signals.TakeRotation()) delivery.BeginNewFile();
     readSome = inputIsReady && ReadOnce();
   }
   for (Source& source : sources) DeliverRest(source);
 }
 
-// False: a signal has come.
-bool Pump::WaitForMore(bool readSome) {
+// False: a signal has come, and the writer has had its time to finish.
+bool Pump::MayGoOn() {
+  if (signals.Stops() == 0) return true;
+  if (signals.MustStopAtOnce() || !sources.front().input.HasWriter()) return false;
+  const Clock::time_point now = Clock::now();
+  if (stopAt == Clock::time_point::max()) stopAt = now + drain;
+  if (now < stopAt) return true;
+  if (drain.count() > 0) {
+    Say("the writer still has the pipe open, " +
+        Counted(static_cast<std::uint64_t>(drain.count()), "second") +
+        " after the signal to stop; what it writes from now on is not read");
+  }
+  return false;
+}
+
+int Pump::MillisecondsToWait(bool readSome) const {
+  if (sources.front().input.DescriptorToWaitFor() < 0) return readSome ? 0 : followMilliseconds;
+  const int most = delivery.AllSeen() ? idleMilliseconds : settleMilliseconds;
+  if (stopAt == Clock::time_point::max()) return most;
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(stopAt - Clock::now());
+  return static_cast<int>(std::clamp<std::int64_t>(left.count() + 1, 0, most));
+}
+
+void Pump::WaitForMore(bool readSome) {
   const int input = sources.front().input.DescriptorToWaitFor();
   std::array<pollfd, 2> waiting{{{signals.Descriptor(), POLLIN, 0}, {input, POLLIN, 0}}};
-  int milliseconds = 0;
-  if (input >= 0) {
-    milliseconds = delivery.AllSeen() ? -1 : settleMilliseconds;
-  } else if (!readSome) {
-    milliseconds = followMilliseconds;
-  }
+  const int milliseconds = MillisecondsToWait(readSome);
   const int ready = poll(waiting.data(), waiting.size(), milliseconds);
-  if (ready == 0 && milliseconds > 0) delivery.Settle();
+  if (ready == 0 && milliseconds > 0) {
+    delivery.Settle();
+    delivery.LookAfterFiles();
+  }
   inputIsReady = input < 0 || waiting[1].revents != 0;
-  return waiting[0].revents == 0;
+  if (waiting[0].revents != 0) signals.Take();
 }
 
 bool Pump::ReadOnce() {

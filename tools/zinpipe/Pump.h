@@ -2,6 +2,7 @@
 #ifndef ZINPIPE_PUMP_H
 #define ZINPIPE_PUMP_H
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -22,11 +23,11 @@ struct PumpTotals {
 
 class Pump {
  public:
-  Pump(const Options& options, std::vector<Input> inputs, const StopSignals& signals, Echo& echo,
+  Pump(const Options& options, std::vector<Input> inputs, Signals& signals, Echo& echo,
        Delivery& delivery);
 
-  // Until all inputs end or a signal comes. Returns when all that was read has
-  // been handed over.
+  // Until all inputs end or a signal to stop comes; the writer of a pipe may
+  // then go on for a while. Returns when all that was read has been handed over.
   void Run();
 
   PumpTotals Totals() const;
@@ -43,15 +44,21 @@ class Pump {
   void DeliverRecords(Source& source);
   void DeliverRest(Source& source);
   void Deliver(Source& source, std::string_view record);
-  bool WaitForMore(bool readSome);
+  void WaitForMore(bool readSome);
+  int MillisecondsToWait(bool readSome) const;
+  bool MayGoOn();
   void TakeWhatIsThere();
   bool AllAtEnd() const;
 
   std::vector<Source> sources;
-  const StopSignals& signals;
+  using Clock = std::chrono::steady_clock;
+
+  Signals& signals;
   Echo& echo;
   Delivery& delivery;
-  bool inputIsReady = true;  // a read would not wait
+  std::chrono::seconds drain;
+  Clock::time_point stopAt = Clock::time_point::max();  // known once a signal has come
+  bool inputIsReady = true;                             // a read would not wait
   std::uint64_t bytesRead = 0;
   Progress progress;
 };

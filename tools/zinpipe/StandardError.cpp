@@ -36,6 +36,10 @@ void Say(const std::string& text) {
   progressIsShown = false;
 }
 
+std::string Counted(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 Progress::Progress(std::uint64_t totalBytes)
     : total(totalBytes),
       active(totalBytes > 0 && isatty(STDERR_FILENO) == 1),

@@ -8,6 +8,9 @@
 // Writes one line, "zinpipe: " and the text.
 void Say(const std::string& text);
 
+// "1 line", "2 lines".
+std::string Counted(std::uint64_t count, const std::string& what);
+
 // Shows how much of an input of known size was taken in, a few times a second,
 // in one line that is written over; only when standard error is a terminal.
 class Progress {

@@ -17,13 +17,13 @@ _zinpipe() {
       mapfile -t COMPREPLY < <(compgen -W '1M 10M 100M 1G' -- "$current")
       return
       ;;
-    --name | --keep | --max-files | --queue | --subdir | --tag)
+    --name | --keep | --max-files | --queue | --subdir | --tag | --drain)
       return
       ;;
   esac
   if [[ $current == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W '--dir --name --size --keep --max-files --max-bytes --queue
-      --subdir --stamp --level --tag --echo --follow --help --version' -- "$current")
+      --subdir --stamp --level --tag --echo --follow --retry --drain --help --version' -- "$current")
     return
   fi
   mapfile -t COMPREPLY < <(compgen -f -- "$current")

@@ -1,0 +1,132 @@
+#include "LiveFile.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "Descriptor.h"
+
+namespace {
+
+constexpr std::string_view logSuffix = ".log";
+constexpr mode_t logFileMode = 0640;  // as the logger's own
+constexpr int sequenceCount = 1000;
+// Descriptors are given out from below; this program has few.
+constexpr int mostDescriptors = 4096;
+
+[[noreturn]] void Fail(const std::string& what, int error) {
+  throw std::runtime_error(what + ": " + std::strerror(error));
+}
+
+// "20260105090307042": local time, to the millisecond.
+std::string Milliseconds() {
+  timeval now{};
+  (void)gettimeofday(&now, nullptr);
+  std::tm local{};
+  (void)localtime_r(&now.tv_sec, &local);
+  std::array<char, 16> seconds{};
+  (void)std::strftime(seconds.data(), seconds.size(), "%Y%m%d%H%M%S", &local);
+  const std::string thousandths = std::to_string(1000 + now.tv_usec / 1000);
+  return seconds.data() + thousandths.substr(1);
+}
+
+// Returns the new name; it was not taken before.
+std::string RenameFinished(const std::string& path) {
+  const std::string stem = path.substr(0, path.size() - logSuffix.size());
+  for (int sequence = 0; sequence < sequenceCount; ++sequence) {
+    const std::string number = std::to_string(sequenceCount + sequence).substr(1);
+    const std::string name = stem + "_" + Milliseconds() + "-" + number + "-" +
+                             std::to_string(getpid()) + std::string(logSuffix);
+    if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0) {
+      return name;
+    }
+    if (errno == EEXIST) continue;
+    // The file system or a filter may not know the promise not to replace.
+    struct stat status {};
+    const int error = errno;
+    if (error == EACCES || error == EROFS || lstat(name.c_str(), &status) == 0 ||
+        std::rename(path.c_str(), name.c_str()) != 0) {
+      Fail("cannot rename '" + path + "'", error);
+    }
+    return name;
+  }
+  Fail("cannot rename '" + path + "'", EEXIST);
+}
+
+}  // namespace
+
+int WriterOf(const FileIdentity& file) {
+  rlimit limit{};
+  int end = mostDescriptors;
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < mostDescriptors) {
+    end = static_cast<int>(limit.rlim_cur);
+  }
+  for (int number = STDERR_FILENO + 1; number < end; ++number) {
+    const int flags = fcntl(number, F_GETFL);
+    if (flags < 0 || (flags & O_ACCMODE) != O_WRONLY) continue;
+    struct stat status {};
+    if (fstat(number, &status) == 0 && FileIdentity(status) == file) return number;
+  }
+  return -1;
+}
+
+void BeginNewFile(const std::string& directory, const std::string& fileName,
+                  const FileIdentity& current) {
+  const int writer = WriterOf(current);
+  struct stat old {};
+  if (writer < 0 || fstat(writer, &old) != 0) return;  // the logger begins one by itself
+  const std::string path = directory + "/" + fileName;
+  struct stat there {};
+  std::string finished;
+  if (lstat(path.c_str(), &there) == 0) finished = RenameFinished(path);
+
+  const Descriptor next(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, logFileMode));
+  const int error = errno;
+  if (!next.IsOpen()) {
+    if (!finished.empty()) (void)std::rename(finished.c_str(), path.c_str());
+    Fail("cannot create '" + path + "'", error);
+  }
+  // As the logger has set them; without the right to, it could not either.
+  if (fchown(next.Number(), old.st_uid, old.st_gid) != 0) errno = 0;
+  (void)fchmod(next.Number(), old.st_mode & ALLPERMS);
+  if (dup3(next.Number(), writer, O_CLOEXEC) < 0) Fail("cannot write to '" + path + "'", errno);
+}
+
+void GoOnAtTheEnd(const FileIdentity& current) {
+  const int writer = WriterOf(current);
+  if (writer >= 0) (void)lseek(writer, 0, SEEK_END);
+}
+
+void RemoveExcessFiles(const std::string& directory, const std::string& fileName, int keepFiles) {
+  const std::string prefix = fileName.substr(0, fileName.size() - logSuffix.size());
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory.c_str()), closedir);
+  if (entries == nullptr) return;
+  while (const dirent* const entry = readdir(entries.get())) {
+    const std::string name = entry->d_name;
+    if (name != fileName && name.starts_with(prefix) && name.size() > logSuffix.size() &&
+        name.find(logSuffix) == name.size() - logSuffix.size()) {
+      names.push_back(name);
+    }
+  }
+  std::sort(names.begin(), names.end());
+  const auto kept = static_cast<std::size_t>(keepFiles);
+  for (std::size_t i = 0; i + kept < names.size(); ++i) {
+    (void)std::remove((directory + "/" + names[i]).c_str());
+  }
+}
