@@ -181,6 +181,10 @@ DEVIATIONS = [
     ("only regular files change owner", DIR + "ZinDirOwnership.cpp", "!S_ISDIR(status.st_mode)", "S_ISREG(status.st_mode)"),
     ("the first failed owner does not end the walk", DIR + "ZinDirOwnership.cpp", "if (IsFile(child) && !ChangeOwner(child.c_str(), *account)) return failure;", "if (IsFile(child)) (void)ChangeOwner(child.c_str(), *account);"),
     ("files of other kinds count towards the size", DIR + "ZinDir.cpp", "    if (name.rfind(logSuffix) != name.size() - logSuffix.size()) continue;\n    files.push_back(path);\n    totalBytes += static_cast<std::uint64_t>(status->st_size);\n", "    totalBytes += static_cast<std::uint64_t>(status->st_size);\n    if (name.rfind(logSuffix) != name.size() - logSuffix.size()) continue;\n    files.push_back(path);\n"),
+    ("an owner is looked up for every file", DIR + "ZinDirOwnership.cpp", "now - last->time >= millisecondsOfUse", "now >= last->time"),
+    ("an owner is looked up once", DIR + "ZinDirOwnership.cpp", " || now - last->time >= millisecondsOfUse", ""),
+    ("an owner is taken for another", DIR + "ZinDirOwnership.cpp", "last->name != name || ", ""),
+    ("a lookup that could not be made serves for a second", DIR + "ZinDirOwnership.cpp", "    if (IsPassing(error)) return account;\n", ""),
     # ---- metrics
     ("metrics ignore their switch", FACADE + "Metrics.cpp", "state == nullptr || LoadPlain(state->metricsPrivSwitch) != 0", "state == nullptr"),
     ("a record holds 8189 characters", FACADE + "Metrics.cpp", "longestRecord = 8190;\nstatic_assert(longestRecord + 2", "longestRecord = 8189;\nstatic_assert(longestRecord + 3"),

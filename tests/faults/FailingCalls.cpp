@@ -13,12 +13,14 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
 
+#include "CoarseClock.h"
 #include "SystemCallArguments.h"
 #include "WrappedNames.h"
 
@@ -46,6 +48,7 @@ struct State {
   std::vector<Fault> faults;
   bool fakesAccounts = false;
   std::optional<Account> account;
+  std::optional<std::int64_t> milliseconds;  // of the coarse clock
   std::map<DIR*, std::string> openDirectories;
 };
 
@@ -141,6 +144,7 @@ FailingCalls::~FailingCalls() {
   state.faults.clear();
   state.fakesAccounts = false;
   state.account.reset();
+  state.milliseconds.reset();
 }
 
 void FailingCalls::Fail(const std::string& name, int error, int which) {
@@ -169,6 +173,12 @@ void FailingCalls::UseNoAccount() {
   const std::lock_guard<std::mutex> lock(Shared().mutex);
   Shared().fakesAccounts = true;
   Shared().account.reset();
+}
+
+void FailingCalls::LetTimePass(std::int64_t milliseconds) {
+  const std::int64_t now = Shared().milliseconds.value_or(CoarseMilliseconds());
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().milliseconds = now + milliseconds;
 }
 
 std::vector<std::string> FailingCalls::Record() const {
@@ -348,6 +358,18 @@ char* __real_realpath(const char* path, char* resolved);
 char* __wrap_realpath(const char* path, char* resolved) {
   const int error = ErrorOf("realpath", path);
   return error != 0 ? Failed<char*>(error, nullptr) : __real_realpath(path, resolved);
+}
+
+int __real_clock_gettime(clockid_t clock, timespec* now);
+int __wrap_clock_gettime(clockid_t clock, timespec* now) {
+  if (clock == CLOCK_MONOTONIC_COARSE) {
+    const std::lock_guard<std::mutex> lock(Shared().mutex);
+    if (const auto milliseconds = Shared().milliseconds) {
+      *now = {*milliseconds / 1000, *milliseconds % 1000 * 1'000'000};
+      return 0;
+    }
+  }
+  return __real_clock_gettime(clock, now);
 }
 
 int __real_epoll_create1(int flags);

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -42,6 +43,10 @@ class FailingCalls {
 
   // Account lookups find nothing, which is no error.
   void UseNoAccount();
+
+  // The coarse clock stands still from the first call on. Each call, also the
+  // first, puts it forward by so much, which may be 0.
+  void LetTimePass(std::int64_t milliseconds);
 
   // The calls so far in order, each as its name and what matters of its
   // arguments, for example

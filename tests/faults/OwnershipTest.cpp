@@ -190,12 +190,63 @@ TEST_F(ZinChown, LooksUpAgainAfterAFailure) {
 TEST_F(ZinChown, StaysSilentAboutAnOwnerThatFailedOnceBefore) {
   calls.Fail("getpwnam_r", EIO, 1);
   calls.Fail("getpwnam_r", EIO, 3);
+  calls.LetTimePass(0);
 
   EXPECT_EQ(Chown(dir.Path()), failure);
   EXPECT_EQ(Chown(dir.Path()), 0);
+  calls.LetTimePass(1000);
   EXPECT_EQ(Chown(dir.Path()), failure);
 
   EXPECT_THAT(Lines(), SizeIs(1));
+}
+
+// A file that cannot be opened asks twice for every line that comes for it.
+TEST_F(ZinChown, LooksAnOwnerUpOnceASecond) {
+  calls.LetTimePass(0);
+  EXPECT_EQ(Chown(dir.Path()), 0);
+  calls.UseAccount(11, 12);
+  calls.LetTimePass(999);
+  EXPECT_EQ(Chown(dir.Path()), 0);
+  EXPECT_THAT(calls.Of({"getpwnam_r"}), SizeIs(1));
+
+  calls.LetTimePass(1);
+  EXPECT_EQ(Chown(dir.Path()), 0);
+
+  EXPECT_THAT(calls.Of({"lchown"}),
+              ElementsAre(Owned(""), Owned(""), "lchown " + dir.Path() + " 11:12"));
+}
+
+TEST_F(ZinChown, FindsAnOwnerThatWasUnknownASecondAgo) {
+  calls.UseNoAccount();
+  calls.LetTimePass(0);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Chown(dir.Path()), failure);
+  EXPECT_THAT(calls.Of({"getpwnam_r"}), SizeIs(1));
+  calls.UseAccount(54321, 54322);
+
+  calls.LetTimePass(1000);
+
+  EXPECT_EQ(Chown(dir.Path()), 0);
+}
+
+TEST_F(ZinChown, TakesNoAnswerForThatOfAnotherOwner) {
+  calls.LetTimePass(0);
+  EXPECT_EQ(Chown(dir.Path(), "one"), 0);
+  calls.UseNoAccount();
+
+  EXPECT_EQ(Chown(dir.Path(), "two"), failure);
+  calls.UseAccount(54321, 54322);
+  EXPECT_EQ(Chown(dir.Path(), "one"), 0);
+}
+
+TEST_F(ZinChown, KeepsNoAnswerThatTellsOfAFault) {
+  calls.LetTimePass(0);
+  for (const int fault : {EMFILE, EIO, ENOMEM}) {
+    calls.Fail("getpwnam_r", fault);
+    EXPECT_EQ(Chown(dir.Path()), failure);
+    calls.Forget();
+  }
+
+  EXPECT_EQ(Chown(dir.Path()), 0);
 }
 
 TEST_F(ZinChown, OffersALargerBufferWhenTheRecordDoesNotFit) {

@@ -9,8 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
-#include <ctime>
 
+#include "CoarseClock.h"
 #include "FileModes.h"
 #include "Probes.h"
 
@@ -48,13 +48,6 @@ class StandardDescriptorGuard {
 };
 
 constexpr std::int64_t millisecondsBetweenLooks = 10;
-
-// A few nanoseconds, and right to a few milliseconds.
-std::int64_t CoarseMilliseconds() {
-  timespec now{};
-  (void)clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
-}
 
 }  // namespace
 

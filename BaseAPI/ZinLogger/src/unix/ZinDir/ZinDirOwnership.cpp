@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "CoarseClock.h"
 #include "DirectoryEntries.h"
 #include "SelfLog.h"
 
@@ -39,10 +42,9 @@ struct Account {
 };
 
 // No account: `error` is that of the lookup, 0 when the name is just unknown.
-std::optional<Account> FindAccount(const char* name, int& error) {
+std::optional<Account> LookUp(const char* name, int& error) {
   constexpr std::size_t firstBufferSize = 1024;
   constexpr std::size_t largestBufferSize = std::size_t{1} << 20;
-  const std::lock_guard<std::mutex> lock(lookupMutex);
   for (std::size_t size = firstBufferSize; size <= largestBufferSize; size *= 2) {
     std::vector<char> buffer(size);
     passwd record{};
@@ -53,6 +55,37 @@ std::optional<Account> FindAccount(const char* name, int& error) {
     return Account{found->pw_uid, found->pw_gid};
   }
   return std::nullopt;
+}
+
+// A lookup reads files and may ask servers: a hundred system calls are nothing
+// unusual. A key whose file cannot be opened asks twice for each of its lines,
+// so an answer serves for a second.
+struct Answer {
+  std::string name;
+  std::optional<Account> account;
+  int error;
+  std::int64_t time;  // milliseconds of the coarse clock
+};
+
+// Why a lookup failed, and not that there is no such account: ask again.
+bool IsPassing(int error) {
+  return error != 0 && error != ENOENT && error != ESRCH;
+}
+
+std::optional<Account> FindAccount(const char* name, int& error) {
+  constexpr std::int64_t millisecondsOfUse = 1000;
+  // Never destroyed: the worker may need it while the process exits.
+  static std::optional<Answer>& last = *new std::optional<Answer>;
+  const std::lock_guard<std::mutex> lock(lookupMutex);
+  const std::int64_t now = CoarseMilliseconds();
+  if (!last || last->name != name || now - last->time >= millisecondsOfUse) {
+    last.reset();
+    const std::optional<Account> account = LookUp(name, error);
+    if (IsPassing(error)) return account;
+    last = Answer{name, account, error, now};
+  }
+  error = last->error;
+  return last->account;
 }
 
 // Changes a link itself, not what it points to.

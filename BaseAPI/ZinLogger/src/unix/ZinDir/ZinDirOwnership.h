@@ -12,8 +12,8 @@
 //
 // Returns 0, or -10000 after any failure. Failures are reported through the
 // log at ERROR; an unknown account once per name and process. Given a file, it
-// changes the file's owner and then fails because it is no directory.
-// Thread-safe.
+// changes the file's owner and then fails because it is no directory. What the
+// lookup of an account found serves for a second. Thread-safe.
 int ZinChownDirAndFirstDepthFiles(const char* dir, const char* owner);
 
 // Account names whose lookup has failed. Only ever grows. Thread-safe; the
