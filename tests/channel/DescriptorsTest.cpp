@@ -36,4 +36,18 @@ TEST(Descriptors, OfClosedStandardStreamsNeverBecomeThoseOfALogFile) {
   EXPECT_THAT(dir.Read("app.log"), Not(HasSubstr("stray")));
 }
 
+// Else each generation would have two more than the one before, and the disk
+// would keep what the first one has removed.
+TEST(Descriptors, OfLogFilesAreNotPassedFromChildToChild) {
+  const ScratchDir dir;
+
+  const ProgramResult result = RunProgram({CHANNEL_PROBE, "fork-chain", dir.Path()});
+
+  EXPECT_EQ(result.exitCode, 0) << result.standardOutput;
+  for (const char* const generation : {"1", "2", "3"}) {
+    const std::string file = std::string(generation) + "-log/app.log";
+    EXPECT_THAT(OwnMessages(dir, file), ElementsAre("line", "after the fork"));
+  }
+}
+
 }  // namespace

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <fstream>
+#include <memory>
 #include <string_view>
 #include <thread>
 
@@ -40,16 +42,19 @@ std::string ReadProcessName() {
   return shortName.empty() ? program_invocation_short_name : shortName;
 }
 
-// Read before the first fork, so that no child inherits a name half read.
-[[maybe_unused]] const int forkHandlerRegistered =
-    pthread_atfork([] { (void)ZinSysInfo::GetCurrentProcessName(); }, nullptr, nullptr);
-
 }  // namespace
 
 const std::string& ZinSysInfo::GetCurrentProcessName() {
-  // Never destroyed: threads may still log while the process exits.
-  static const std::string& name = *new std::string(ReadProcessName());
-  return name;
+  // Never destroyed: threads may still log while the process exits. Not built
+  // under the language's lock for such objects: operator new may be the program's
+  // own, and log, which needs the name. Of two, the first one stays.
+  static constinit std::atomic<const std::string*> known{nullptr};
+  const std::string* name = known.load();
+  if (name == nullptr) {
+    auto read = std::make_unique<const std::string>(ReadProcessName());
+    if (known.compare_exchange_strong(name, read.get())) name = read.release();
+  }
+  return *name;
 }
 
 std::int32_t ZinGetProcessId() {

@@ -117,7 +117,8 @@ int main(int argc, char** argv) {
   std::thread(LogReports).detach();
   isWatching = true;
 
-  LogLine("before the start");
+  // Before anything that is built on first use has been used.
+  Logger().Log("Probe.cpp", 1, "Probe", " ", "", INFO, "before the start");
   StartLog(directory);
   StartMetrics(directory + "/metrics");
   for (int round = 0; round < 20; ++round) {

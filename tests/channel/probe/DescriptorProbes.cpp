@@ -3,12 +3,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 
+#include "Children.h"
 #include "Probe.h"
 
 namespace {
@@ -75,6 +77,44 @@ int ClosedStreams(const Arguments& arguments) {
   return 0;
 }
 
+// How many of the descriptors of this process refer to files below `directory`.
+long DescriptorsBelow(const std::string& directory) {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::count_if(begin(all), end(all), [&](const std::filesystem::directory_entry& entry) {
+    std::error_code vanished;
+    return std::filesystem::read_symlink(entry, vanished).string().starts_with(directory);
+  });
+}
+
+// Three generations, each with channels of its own. Each child closes what its
+// parent has open, and keeps what is the program's own.
+void RunGeneration(const std::string& directory, int generation) {
+  const std::string own = directory + "/" + std::to_string(generation);
+  StartLog(own + "-log");
+  StartMetrics(own + "-metrics");
+  LogLine("line");
+  LogLine("line", "key");
+  Logger().Metrics("record");
+  WaitForFile(own + "-log/key/app.log");
+  WaitForFile(own + "-metrics/metrics.log");
+  Require(DescriptorsBelow(directory) == 4, "the program's file and three of the library expected");
+  if (generation < 3) {
+    RunInChild("generation " + std::to_string(generation + 1), [&] {
+      Require(DescriptorsBelow(directory) == 1, "the child has its parent's files open");
+      RunGeneration(directory, generation + 1);
+    });
+  }
+  LogLine("after the fork");
+  Logger().StopSystem();
+}
+
+int ForkChain(const Arguments& arguments) {
+  const std::string ownFile = arguments.at(0) + "/of-the-program";
+  Require(open(ownFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600) >= 0, "no file");
+  RunGeneration(arguments.at(0), 1);
+  return 0;
+}
+
 // Standard error is a pipe that nobody reads any more, and a file later on.
 int BrokenPipe(const Arguments& arguments) {
   std::array<int, 2> ends{};
@@ -104,7 +144,7 @@ Command FindDescriptorCommand(const std::string& name) {
   static const std::map<std::string, Command> commands = {
       {"list-descriptors", ListDescriptors},  {"start-child", StartChild},
       {"closed-streams", ClosedStreams},      {"broken-pipe", BrokenPipe},
-      {"no-standard-error", NoStandardError},
+      {"no-standard-error", NoStandardError}, {"fork-chain", ForkChain},
   };
   const auto found = commands.find(name);
   return found == commands.end() ? Command() : found->second;

@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "LogFileStream.h"
 #include "RecentLogCache.h"
 #include "StandardError.h"
 #include "ZinDirOwnership.h"
@@ -22,15 +23,18 @@ void BeforeFork() {
   if (ZinLoggerPrivate* const state = stateForFork.load()) state->LockForFork();
   RecentLogCache::Instance().LockForFork();
   FailedOwnerNames::Instance().LockForFork();
+  LogFileStream::LockForFork();
 }
 
 void InParent() {
+  LogFileStream::UnlockInParent();
   FailedOwnerNames::Instance().UnlockAfterFork();
   RecentLogCache::Instance().UnlockAfterFork();
   if (ZinLoggerPrivate* const state = stateForFork.load()) state->UnlockInParent();
 }
 
 void InChild() {
+  LogFileStream::CloseAllInChild();
   FailedOwnerNames::Instance().UnlockAfterFork();
   RecentLogCache::Instance().UnlockAfterFork();
   if (ZinLoggerPrivate* const state = stateForFork.load()) state->ResetInChild();

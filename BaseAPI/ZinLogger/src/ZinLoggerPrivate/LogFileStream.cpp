@@ -9,10 +9,12 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <mutex>
 
 #include "CoarseClock.h"
 #include "FileModes.h"
 #include "Probes.h"
+#include "ZinForkMutex.h"
 
 // Else an earlier file of 2 GiB could not be opened, and none would grow beyond.
 static_assert(sizeof(off_t) == 8);
@@ -49,6 +51,10 @@ class StandardDescriptorGuard {
 
 constexpr std::int64_t millisecondsBetweenLooks = 10;
 
+// All that are open, of all workers.
+constinit ZinForkMutex openStreamsMutex;
+constinit LogFileStream* openStreams = nullptr;  // guarded by openStreamsMutex
+
 }  // namespace
 
 std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path, Existing existing) {
@@ -78,10 +84,36 @@ LogFileStream::LogFileStream(int openDescriptor)
     : descriptor(openDescriptor), lookedAt(CoarseMilliseconds()) {
   struct stat status {};
   if (fstat(descriptor, &status) == 0) file = {status.st_dev, status.st_ino};
+
+  const std::lock_guard lock(openStreamsMutex);
+  nextOpen = openStreams;
+  if (nextOpen != nullptr) nextOpen->previousOpen = this;
+  openStreams = this;
 }
 
 LogFileStream::~LogFileStream() {
+  {
+    const std::lock_guard lock(openStreamsMutex);
+    (previousOpen == nullptr ? openStreams : previousOpen->nextOpen) = nextOpen;
+    if (nextOpen != nullptr) nextOpen->previousOpen = previousOpen;
+  }
   if (!IsLost()) (void)close(descriptor);
+}
+
+void LogFileStream::LockForFork() {
+  openStreamsMutex.LockForFork();
+}
+
+void LogFileStream::UnlockInParent() {
+  openStreamsMutex.UnlockAfterFork();
+}
+
+void LogFileStream::CloseAllInChild() {
+  for (LogFileStream* stream = openStreams; stream != nullptr; stream = stream->nextOpen) {
+    if (!stream->IsLost()) (void)close(stream->descriptor);
+    stream->descriptor = -1;
+  }
+  openStreamsMutex.UnlockAfterFork();
 }
 
 std::size_t LogFileStream::Write(const std::string& text) noexcept {

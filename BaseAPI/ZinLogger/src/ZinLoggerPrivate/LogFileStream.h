@@ -48,6 +48,13 @@ class LogFileStream {
   // a look costs a system call, which is too dear for every line.
   bool IsFoundLost() noexcept;
 
+  // Around fork. The child has no use for its parent's files: it closes them, or
+  // they would be passed on from child to child, and what the parent removes
+  // would stay on the disk. The objects are of no use there from then on.
+  static void LockForFork();
+  static void UnlockInParent();
+  static void CloseAllInChild();
+
  private:
   struct File {
     dev_t device;
@@ -57,8 +64,10 @@ class LogFileStream {
   explicit LogFileStream(int openDescriptor);
 
   int descriptor;
-  std::optional<File> file;  // none when it could not be examined
-  std::int64_t lookedAt;     // milliseconds of a coarse clock
+  std::optional<File> file;               // none when it could not be examined
+  std::int64_t lookedAt;                  // milliseconds of a coarse clock
+  LogFileStream* previousOpen = nullptr;  // of all that are open
+  LogFileStream* nextOpen = nullptr;
 };
 
 // Whether `path` can be opened for reading; if not, errno tells why.

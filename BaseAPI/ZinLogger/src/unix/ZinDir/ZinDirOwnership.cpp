@@ -5,10 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
+#include <mutex>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "CoarseClock.h"
@@ -24,13 +28,13 @@ constexpr const char* thisFunction = "ZinChownDirAndFirstDepthFiles";
 // The C library looks accounts up under locks of its own, which a child of fork
 // inherits locked when another thread held one at that moment. All lookups of
 // this library therefore happen under this lock, and a fork waits for it.
-std::mutex lookupMutex;
+ZinForkMutex lookupMutex;
 
 void LockLookup() {
-  lookupMutex.lock();
+  lookupMutex.LockForFork();
 }
 void UnlockLookup() {
-  lookupMutex.unlock();
+  lookupMutex.UnlockAfterFork();
 }
 
 [[maybe_unused]] const int forkHandlersRegistered =
@@ -42,50 +46,55 @@ struct Account {
 };
 
 // No account: `error` is that of the lookup, 0 when the name is just unknown.
-std::optional<Account> LookUp(const char* name, int& error) {
-  constexpr std::size_t firstBufferSize = 1024;
-  constexpr std::size_t largestBufferSize = std::size_t{1} << 20;
-  for (std::size_t size = firstBufferSize; size <= largestBufferSize; size *= 2) {
-    std::vector<char> buffer(size);
-    passwd record{};
-    passwd* found = nullptr;
-    error = getpwnam_r(name, &record, buffer.data(), buffer.size(), &found);
-    if (error == ERANGE) continue;
-    if (found == nullptr) return std::nullopt;
-    return Account{found->pw_uid, found->pw_gid};
-  }
-  return std::nullopt;
+std::optional<Account> LookUp(const char* name, std::span<char> buffer, int& error) {
+  passwd record{};
+  passwd* found = nullptr;
+  error = getpwnam_r(name, &record, buffer.data(), buffer.size(), &found);
+  if (found == nullptr) return std::nullopt;
+  return Account{found->pw_uid, found->pw_gid};
 }
 
 // A lookup reads files and may ask servers: a hundred system calls are nothing
 // unusual. A key whose file cannot be opened asks twice for each of its lines,
 // so an answer serves for a second.
 struct Answer {
-  std::string name;
+  std::array<char, 64> name;  // empty: there is no answer yet
   std::optional<Account> account;
   int error;
   std::int64_t time;  // milliseconds of the coarse clock
 };
+constinit Answer lastAnswer{};  // guarded by lookupMutex
 
-// Why a lookup failed, and not that there is no such account: ask again.
-bool IsPassing(int error) {
-  return error != 0 && error != ENOENT && error != ESRCH;
+bool Serves(const Answer& answer, std::string_view name, std::int64_t now) {
+  constexpr std::int64_t millisecondsOfUse = 1000;
+  return answer.name.data() == name && now - answer.time < millisecondsOfUse;
+}
+
+// A lookup that failed for a passing reason is made again the next time.
+void Keep(std::string_view name, const std::optional<Account>& account, int error,
+          std::int64_t now) {
+  const bool isPassing = error != 0 && error != ENOENT && error != ESRCH;
+  lastAnswer = Answer{{}, account, error, now};
+  if (!isPassing && name.size() < lastAnswer.name.size()) {
+    name.copy(lastAnswer.name.data(), name.size());
+  }
 }
 
 std::optional<Account> FindAccount(const char* name, int& error) {
-  constexpr std::int64_t millisecondsOfUse = 1000;
-  // Never destroyed: the worker may need it while the process exits.
-  static std::optional<Answer>& last = *new std::optional<Answer>;
-  const std::lock_guard<std::mutex> lock(lookupMutex);
-  const std::int64_t now = CoarseMilliseconds();
-  if (!last || last->name != name || now - last->time >= millisecondsOfUse) {
-    last.reset();
-    const std::optional<Account> account = LookUp(name, error);
-    if (IsPassing(error)) return account;
-    last = Answer{name, account, error, now};
+  constexpr std::size_t firstBufferSize = 1024;
+  constexpr std::size_t largestBufferSize = std::size_t{1} << 20;
+  for (std::size_t size = firstBufferSize;; size *= 2) {
+    std::vector<char> buffer(size);  // not under the lock: operator new may log
+    const std::lock_guard lock(lookupMutex);
+    const std::int64_t now = CoarseMilliseconds();
+    if (!Serves(lastAnswer, name, now)) {
+      const std::optional<Account> account = LookUp(name, buffer, error);
+      if (error == ERANGE && size < largestBufferSize) continue;
+      Keep(name, account, error, now);
+    }
+    error = lastAnswer.error;
+    return lastAnswer.account;
   }
-  error = last->error;
-  return last->account;
 }
 
 // Changes a link itself, not what it points to.
@@ -135,6 +144,10 @@ FailedOwnerNames& FailedOwnerNames::Instance() {
 }
 
 bool FailedOwnerNames::Insert(const char* owner) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return names.insert(owner).second;
+  // Made, and freed when it is not needed, without the lock: operator new and
+  // delete may be the program's own, and log.
+  std::set<std::string> name{owner};
+  const std::lock_guard lock(mutex);
+  names.merge(name);
+  return name.empty();
 }

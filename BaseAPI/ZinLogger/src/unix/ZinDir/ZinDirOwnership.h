@@ -1,9 +1,10 @@
 #ifndef ZIN_DIR_OWNERSHIP_H
 #define ZIN_DIR_OWNERSHIP_H
 
-#include <mutex>
+#include <set>
 #include <string>
-#include <unordered_set>
+
+#include "ZinForkMutex.h"
 
 // Hands `dir`, and the files directly in it, to the account `owner`: user and
 // group. Symbolic links to files change owner themselves; sub-directories and
@@ -27,12 +28,12 @@ class FailedOwnerNames {
   bool Insert(const char* owner);
 
   // Around fork: the child finds the set whole and the mutex free.
-  void LockForFork() { mutex.lock(); }
-  void UnlockAfterFork() { mutex.unlock(); }
+  void LockForFork() { mutex.LockForFork(); }
+  void UnlockAfterFork() { mutex.UnlockAfterFork(); }
 
  private:
-  std::mutex mutex;
-  std::unordered_set<std::string> names;  // guarded by mutex
+  ZinForkMutex mutex;
+  std::set<std::string> names;  // guarded by mutex
 };
 
 #endif  // ZIN_DIR_OWNERSHIP_H
