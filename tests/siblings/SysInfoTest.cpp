@@ -17,6 +17,7 @@
 
 #include "RunProgram.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 #include "WaitUntilTrue.h"
 #include "ZinSysInfo.h"
 
@@ -70,6 +71,7 @@ TEST(ProcessName, StaysWhenTheExecutableIsReplaced) {
 }
 
 TEST(ProcessName, IsTheKernelsShortNameWhenTheExecutableIsUnknown) {
+  SKIP_IF(WhyNoProc());
   EXPECT_EQ(NamePrintedBy("agent", "hidden"), "short-name\n");
 }
 
@@ -84,6 +86,7 @@ TEST(ThreadId, IsTheProcessIdInTheFirstThread) {
 }
 
 TEST(ThreadId, DiffersBetweenThreadsAndIsTheKernels) {
+  SKIP_IF(WhyNoProc());
   std::set<std::int32_t> seen = {ZinGetThreadId()};
   for (int i = 0; i < 3; ++i) {
     std::int32_t id = 0;

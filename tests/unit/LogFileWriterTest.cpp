@@ -10,6 +10,7 @@
 #include "LogFileWriter.h"
 #include "OpenDescriptors.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ TEST(LogFileWriter, CreatesDirectoryAndFileForTheFirstLine) {
 }
 
 TEST(LogFileWriter, KeepsOneFileOpenForAllLines) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, MiB(1));
 
@@ -55,6 +57,7 @@ TEST(LogFileWriter, KeepsOneFileOpenForAllLines) {
 }
 
 TEST(LogFileWriter, ClosesAllFilesWhenItGoes) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const long before = OpenDescriptorCount();
   {
@@ -87,6 +90,7 @@ TEST(LogFileWriter, ClosesItsFilesInTheOrderOfTheirKeys) {
 }
 
 TEST(LogFileWriter, KeepsItsFilesFromAProgramItStarts) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, MiB(1));
 
@@ -201,6 +205,7 @@ TEST(LogFileWriter, CountsFromZeroInTheNewFile) {
 }
 
 TEST(LogFileWriter, ClosesTheFilesItRotates) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, 0);
   writer.WriteLine("", "line\n");
@@ -337,6 +342,7 @@ TEST(LogFileWriter, OverwritesNoFileOfARunInTheSameMillisecond) {
 // ---- Entries that are missing -------------------------------------------
 
 TEST(LogFileWriter, DropsALineWhoseDirectoryCannotBeMadeAndTriesTheNextAfresh) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   dir.Write("log", "a file in the way");
   LogFileWriter writer("app.log", dir / "log", keepAll, MiB(1));
