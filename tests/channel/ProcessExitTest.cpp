@@ -130,6 +130,7 @@ TEST(ProcessExitWithStaticObjects, SendsTheWorkersAwayWithTheLoggersDestruction)
 }
 
 TEST(ProcessExitWithStaticObjects, MakesEveryCallAfterTheLoggersDestructionDoNothing) {
+  SKIP_IF(WhyNoProc());
   for (int i = 0; i < repetitions; ++i) {
     const ScratchDir dir;
 
