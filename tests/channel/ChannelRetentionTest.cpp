@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 
@@ -29,6 +30,7 @@ TEST(ChannelRetention, TrimsTheDirectoryAtOnceWhenTheChannelStarts) {
 }
 
 TEST(ChannelRetention, OfTheMetricsChannelHasLimitsOfItsOwn) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   AddFourOldLogs(dir);
   Logger().LimitLogPathSize(1, 0);
@@ -53,6 +55,7 @@ TEST(ChannelRetention, OfTheMetricsChannelHasLimitsOfItsOwn) {
 }
 
 TEST(ChannelRetention, GoesOnAfterAStopAndIsJoinedByOneMoreThreadPerStart) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   for (std::size_t start = 1; start <= 3; ++start) {
     StartLogChannel(dir);

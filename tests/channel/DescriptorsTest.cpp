@@ -3,6 +3,7 @@
 
 #include "RunProgram.h"
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Text.h"
 
 using testing::ElementsAre;
@@ -13,6 +14,7 @@ using testing::Not;
 namespace {
 
 TEST(Descriptors, OfLogFilesAreNotPassedToAProgramThatIsStarted) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
 
   const ProgramResult result = RunProgram({CHANNEL_PROBE, "start-child", dir.Path()});

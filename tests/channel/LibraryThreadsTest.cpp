@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 
@@ -29,6 +30,7 @@ void StartBothChannels(const ScratchDir& dir) {
 }
 
 TEST(LibraryThreads, AreTwoPerChannelAndHaveNames) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
 
   StartBothChannels(dir);
@@ -38,6 +40,7 @@ TEST(LibraryThreads, AreTwoPerChannelAndHaveNames) {
 }
 
 TEST(LibraryThreads, BlockEverySignal) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   StartBothChannels(dir);
 
@@ -56,6 +59,7 @@ TEST(LibraryThreads, BlockEverySignal) {
 }
 
 TEST(LibraryThreads, LeaveTheSignalMaskOfTheStartingThreadAsItWas) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const std::uint64_t before = BlockedSignalsOf(gettid());
 
@@ -76,6 +80,7 @@ void CountSignal(int) {
 // The signal is sent to the process while its only other thread blocks it: a
 // library thread that did not would have to take it.
 TEST(LibraryThreads, NeverRunASignalHandlerOfTheApplication) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   StartBothChannels(dir);
   struct sigaction action {};

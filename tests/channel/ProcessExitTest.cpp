@@ -8,6 +8,7 @@
 #include "RunProgram.h"
 #include "Sanitizers.h"
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Text.h"
 
 // The end of a process is normal operation, whatever the channel is doing: no
@@ -120,6 +121,7 @@ TEST(ProcessExitWithStaticObjects, LetsThoseLogThatTheLoggerOutlivesAndNoOthers)
 }
 
 TEST(ProcessExitWithStaticObjects, SendsTheWorkersAwayWithTheLoggersDestruction) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
 
   const ProgramResult result = RunProgram({CHANNEL_PROBE, "workers-after-destruction", dir.Path()});
@@ -128,6 +130,7 @@ TEST(ProcessExitWithStaticObjects, SendsTheWorkersAwayWithTheLoggersDestruction)
 }
 
 TEST(ProcessExitWithStaticObjects, MakesEveryCallAfterTheLoggersDestructionDoNothing) {
+  SKIP_IF(WhyNoProc());
   for (int i = 0; i < repetitions; ++i) {
     const ScratchDir dir;
 

@@ -8,6 +8,7 @@
 
 #include "RunProgram.h"
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Text.h"
 
 // What a tracer is told. The debugger stands in for one: it needs no right but
@@ -61,6 +62,7 @@ std::vector<std::vector<std::string>> ArgumentsOf(const std::vector<std::string>
 }
 
 TEST(Tracers, AreToldOfEveryRecordThatFoundNoRoom) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const std::vector<std::string> passed = Trace("traced-drops", dir);
@@ -76,6 +78,7 @@ TEST(Tracers, AreToldOfEveryRecordThatFoundNoRoom) {
 }
 
 TEST(Tracers, AreToldOfEveryRotationAndOfWhatItRemoved) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const std::vector<std::string> passed = Trace("traced-rotations", dir);
@@ -100,6 +103,7 @@ TEST(Tracers, AreToldOfEveryRotationAndOfWhatItRemoved) {
 }
 
 TEST(Tracers, AreToldOfARemovalThatFailed) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const auto removals = ArgumentsOf(Trace("traced-removal-failure", dir), "retention_remove");
@@ -109,6 +113,7 @@ TEST(Tracers, AreToldOfARemovalThatFailed) {
 }
 
 TEST(Tracers, AreToldOfARenameThatFailed) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const auto failures = ArgumentsOf(Trace("traced-rename-failure", dir), "rename_fail");
@@ -120,6 +125,7 @@ TEST(Tracers, AreToldOfARenameThatFailed) {
 }
 
 TEST(Tracers, AreToldOfAnOpenThatFailed) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const auto failures = ArgumentsOf(Trace("traced-open-failure", dir), "open_fail");
@@ -132,6 +138,7 @@ TEST(Tracers, AreToldOfAnOpenThatFailed) {
 }
 
 TEST(Tracers, AreToldOfAWriteThatFailed) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
 
   const auto failures = ArgumentsOf(Trace("traced-write-failure", dir), "write_fail");
@@ -147,6 +154,7 @@ TEST(Tracers, AreToldOfAWriteThatFailed) {
 }
 
 TEST(SlowTracers, AreToldOfAStopThatGaveUp) {
+  SKIP_IF(WhyNoProc());  // neither has the debugger then
   const ScratchDir dir;
   ASSERT_EQ(mkfifo((dir / "app.log").c_str(), 0600), 0);
 

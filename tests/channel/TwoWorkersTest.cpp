@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Scenario.h"
+#include "Surroundings.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 
@@ -26,6 +27,7 @@ bool AllWorkersHaveLeft() {
 }
 
 TEST(TwoWorkers, AreBothEndedByOneStop) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   StartTwice(dir, dir);
 
@@ -35,6 +37,7 @@ TEST(TwoWorkers, AreBothEndedByOneStop) {
 }
 
 TEST(TwoWorkers, WriteEveryLineOnceBetweenThem) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   StartLogChannel(dir);
   LogLineAndWait(dir, "line 1");
@@ -50,6 +53,7 @@ TEST(TwoWorkers, WriteEveryLineOnceBetweenThem) {
 
 // Both workers come to the same file name at the same moment.
 TEST(TwoWorkers, LoseNoLineWhenBothOpenTheFileAtOnce) {
+  SKIP_IF(WhyNoProc());
   for (int round = 0; round < 100; ++round) {
     const ScratchDir dir;
     StartTwice(dir, dir);
@@ -64,6 +68,7 @@ TEST(TwoWorkers, LoseNoLineWhenBothOpenTheFileAtOnce) {
 }
 
 TEST(TwoWorkers, InTwoDirectoriesWriteEveryLineOnceBetweenThem) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir first;
   const ScratchDir second;
   StartTwice(first, second);
@@ -94,6 +99,7 @@ TEST(TwoWorkers, TakeTheCapacityOfTheLaterStart) {
 }
 
 TEST(TwoWorkers, OfTheMetricsChannelAreBothEndedByOneStop) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir first;
   const ScratchDir second;
   StartLogChannel(first);

@@ -12,6 +12,7 @@
 #include "OwnershipLines.h"
 #include "ProcessSettings.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 
 namespace {
 
@@ -154,6 +155,7 @@ TEST_F(OpenFile, IsTriedAgainForTheNextLine) {
 }
 
 TEST_F(OpenFile, HoldsNothingAfterAFailure) {
+  SKIP_IF(WhyNoProc());
   const long before = OpenDescriptorCount();
   calls.FailFrom("open", EMFILE);
 
@@ -291,6 +293,7 @@ class ClosedStandardInput {
 };
 
 TEST_F(OpenFile, NeverTakesAStandardDescriptor) {
+  SKIP_IF(WhyNoProc());
   const ClosedStandardInput closed;
 
   writer.WriteLine("", "line\n");
@@ -316,6 +319,7 @@ TEST_F(OpenFile, TakesNoStandardDescriptorForAMoment) {
 }
 
 TEST_F(OpenFile, NeverTakesAStandardDescriptorEvenWhenThereIsNoPlaceholder) {
+  SKIP_IF(WhyNoProc());
   const ClosedStandardInput closed;
   calls.FailFrom("epoll_create1", ENOMEM);
 

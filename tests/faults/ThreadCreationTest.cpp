@@ -14,6 +14,7 @@
 #include "FailingCalls.h"
 #include "FakeSleep.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 #include "WaitUntilTrue.h"
 #include "ZinLoggerPrivate.h"
 
@@ -108,6 +109,7 @@ TEST_F(ThreadCreation, LeavesAChannelThatWorksWithoutItsRetentionThread) {
 // The flag is still set when the start asks for the thread, and cleared before
 // the thread begins.
 TEST_F(ThreadCreation, LetsTheRetentionThreadReadTheFlagItself) {
+  SKIP_IF(WhyNoProc());
   // A sanitizer starts a thread of its own beside the first one.
   std::thread([] {}).join();
   const auto before = ThreadCount();

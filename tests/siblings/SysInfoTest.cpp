@@ -18,6 +18,7 @@
 #include "JoiningThread.h"
 #include "RunProgram.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 #include "WaitUntilTrue.h"
 #include "ZinSysInfo.h"
 
@@ -75,6 +76,7 @@ TEST(ProcessName, StaysWhenTheExecutableIsReplaced) {
 }
 
 TEST(ProcessName, IsTheKernelsShortNameWhenTheExecutableIsUnknown) {
+  SKIP_IF(WhyNoProc());
   EXPECT_EQ(NamePrintedBy("agent", "hidden"), "short-name\n");
 }
 
@@ -96,6 +98,7 @@ TEST(ThreadId, IsTheProcessIdInTheFirstThread) {
 }
 
 TEST(ThreadId, DiffersBetweenThreadsAndIsTheKernels) {
+  SKIP_IF(WhyNoProc());
   std::set<std::int32_t> seen = {ZinGetThreadId()};
   for (int i = 0; i < 3; ++i) {
     std::int32_t id = 0;

@@ -5,7 +5,8 @@ import re
 import subprocess
 import unittest
 
-from zinpipe_support import HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, unprivileged, wait_until
+from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, need_proc, unprivileged,
+                             wait_until)
 
 
 class Refused(ZinpipeTest):
@@ -152,6 +153,7 @@ class Refused(ZinpipeTest):
                             command=["sh"])
 
     def test_a_name_that_another_run_writes(self):
+        need_proc()
         process = self.start()
         process.stdin.write(b"line\n")
         process.stdin.flush()

@@ -6,8 +6,8 @@ import subprocess
 import time
 import unittest
 
-from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, numbered_lines,
-                             wait_until)
+from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, need_proc,
+                             numbered_lines, wait_until)
 
 
 class Signals(ZinpipeTest):
@@ -229,6 +229,7 @@ exit $status
 
 class Disk(ZinpipeTest):
     def run_on_a_small_disk(self, text, *options, script=DISK):
+        need_proc()
         os.mkdir(self.dir)
         result = subprocess.run(
             ["unshare", "--mount", "sh", "-c", script, "sh", self.dir, ZINPIPE,

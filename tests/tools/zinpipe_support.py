@@ -33,6 +33,11 @@ def counts(error_text):
     return tuple(int(number) for number in found.groups())
 
 
+def need_proc():
+    if not os.path.exists("/proc/self"):
+        raise unittest.SkipTest("no /proc is mounted here")
+
+
 def unprivileged(command):
     if os.geteuid() != 0:
         return command

@@ -11,6 +11,7 @@
 #include "BlockingQueue.h"
 #include "JoiningThread.h"
 #include "OpenQueue.h"
+#include "Surroundings.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 
@@ -70,6 +71,7 @@ TEST(BlockingQueue, TellsWhetherItRunsAndItsSizeWhileItsMutexesAreHeld) {
 }
 
 TEST(BlockingQueue, WakesAWorkerThatWaitsForARecord) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   LogRecord taken;
@@ -82,6 +84,7 @@ TEST(BlockingQueue, WakesAWorkerThatWaitsForARecord) {
 }
 
 TEST(BlockingQueue, WakesAWorkerThatWaitsByTheExitMarker) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   LogRecord taken("not", "yet");
@@ -95,6 +98,7 @@ TEST(BlockingQueue, WakesAWorkerThatWaitsByTheExitMarker) {
 
 // The worker wakes when the stop is over and the queue runs for its successor.
 TEST(BlockingQueue, SendsAWorkerAwayThatSleptThroughAStopAndAStart) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   LogRecord taken("not", "yet");
@@ -110,6 +114,7 @@ TEST(BlockingQueue, SendsAWorkerAwayThatSleptThroughAStopAndAStart) {
 }
 
 TEST(BlockingQueue, WakesAStopperByMarkStopped) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(10);
   const auto worker = queue.Start();
   const auto start = std::chrono::steady_clock::now();
@@ -196,20 +201,24 @@ void SendAllAway(int workerCount, int stopperCount, bool workersAsleep) {
 }
 
 TEST(BlockingQueue, SendsTwoWorkersAndAStopperAwayByOneExitMarker) {
+  SKIP_IF(WhyNoProc());
   for (int round = 0; round < 300; ++round) SendAllAway(2, 1, round % 2 == 0);
 }
 
 TEST(BlockingQueue, SendsAWorkerAndTwoStoppersAway) {
+  SKIP_IF(WhyNoProc());
   for (int round = 0; round < 300; ++round) SendAllAway(1, 2, round % 2 == 0);
 }
 
 TEST(BlockingQueue, SendsThreeWorkersAndThreeStoppersAway) {
+  SKIP_IF(WhyNoProc());
   for (int round = 0; round < 300; ++round) SendAllAway(3, 3, round % 2 == 0);
 }
 
 // A start does not notify: the stopper finds out by the next notification, and
 // hands that on to the worker it was meant for.
 TEST(BlockingQueue, LetsAStopperGoWhenItIsStartedAnew) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(10);
   queue.Start();
   queue.PushExitMarker();
@@ -246,6 +255,7 @@ TEST(BlockingQueue, LetsAStopperGoWhenALateWorkerLeaves) {
 
 // The stopper finds out by the notification of a record that is refused.
 TEST(BlockingQueue, NotifiesByAPushThatItDropsAsByOneThatItTakes) {
+  SKIP_IF(WhyNoProc());
   BlockingQueue queue(0);
   queue.Start();
   queue.PushExitMarker();

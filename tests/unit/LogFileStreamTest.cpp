@@ -13,6 +13,7 @@
 #include "OpenDescriptors.h"
 #include "ProcessSettings.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ TEST(LogFileStream, EmptiesAFileThatExists) {
 }
 
 TEST(LogFileStream, WritesAndDoesNotAppend) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const auto stream = LogFileStream::Open(dir / "app.log");
 
@@ -83,6 +85,7 @@ TEST(LogFileStream, IsNullForAFileThatCannotBeOpened) {
 }
 
 TEST(LogFileStream, HoldsNoDescriptorAfterAFailedOpen) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const long before = OpenDescriptorCount();
 
@@ -92,6 +95,7 @@ TEST(LogFileStream, HoldsNoDescriptorAfterAFailedOpen) {
 }
 
 TEST(LogFileStream, ClosesItsDescriptorWhenItGoes) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const long before = OpenDescriptorCount();
 
@@ -105,6 +109,7 @@ TEST(LogFileStream, ClosesItsDescriptorWhenItGoes) {
 }
 
 TEST(LogFileStream, IsClosedOnExec) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const auto stream = LogFileStream::Open(dir / "app.log");
 
@@ -137,6 +142,7 @@ int DescriptorWithout(const std::vector<int>& closedDescriptors) {
 }
 
 TEST(LogFileStream, IsNeverAStandardDescriptor) {
+  SKIP_IF(WhyNoProc());
   EXPECT_THAT(DescriptorWithout({0}), Gt(2));
   EXPECT_THAT(DescriptorWithout({1}), Gt(2));
   EXPECT_THAT(DescriptorWithout({2}), Gt(2));
@@ -192,6 +198,7 @@ TEST(LogFileStream, WritesATextOfManyMebibytesWhole) {
 
 // As after two GiB of lines, which nobody wants to wait for: the file has a hole.
 TEST(LogFileStream, WritesOnBeyondTwoGibibytes) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const auto stream = LogFileStream::Open(dir / "app.log");
   const auto descriptors = DescriptorsOf(dir / "app.log");
@@ -225,6 +232,7 @@ TEST(LogFileStream, SurvivesAFullDisk) {
 // ---- Reading ------------------------------------------------------------
 
 TEST(IsReadable, TellsWhetherAFileCanBeOpened) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   dir.Write("app.log", "text");
   const long before = OpenDescriptorCount();

@@ -13,6 +13,7 @@
 #include "ProcessSettings.h"
 #include "Retention.h"
 #include "ScratchDir.h"
+#include "Surroundings.h"
 #include "ZinDir.h"
 
 namespace {
@@ -90,6 +91,7 @@ TEST(LogFileWriter, CreatesDirectoryAndFileForTheFirstLine) {
 }
 
 TEST(LogFileWriter, KeepsOneFileOpenForAllLines) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, MiB(1));
 
@@ -100,6 +102,7 @@ TEST(LogFileWriter, KeepsOneFileOpenForAllLines) {
 }
 
 TEST(LogFileWriter, ClosesAllFilesWhenItGoes) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   const long before = OpenDescriptorCount();
   {
@@ -132,6 +135,7 @@ TEST(LogFileWriter, ClosesItsFilesInTheOrderOfTheirKeys) {
 }
 
 TEST(LogFileWriter, KeepsItsFilesFromAProgramItStarts) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, MiB(1));
 
@@ -262,6 +266,7 @@ TEST(LogFileWriter, CountsFromZeroInTheNewFile) {
 }
 
 TEST(LogFileWriter, ClosesTheFilesItRotates) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   LogFileWriter writer("app.log", dir.Path(), keepAll, 0);
   writer.WriteLine("", "line\n");
@@ -398,6 +403,7 @@ TEST(LogFileWriter, OverwritesNoFileOfARunInTheSameMillisecond) {
 // ---- Entries that are missing -------------------------------------------
 
 TEST(LogFileWriter, DropsALineWhoseDirectoryCannotBeMadeAndTriesTheNextAfresh) {
+  SKIP_IF(WhyNoProc());
   const ScratchDir dir;
   dir.Write("log", "a file in the way");
   LogFileWriter writer("app.log", dir / "log", keepAll, MiB(1));

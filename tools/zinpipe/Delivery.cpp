@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
+#include <cerrno>  // program_invocation_short_name
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
@@ -51,11 +51,13 @@ constexpr int timesToFindItWaiting = 20;
 // Where the system does not tell the worker's state.
 constexpr int longSilenceInMilliseconds = 30000;
 
-// The logger prints the base name of the executable.
+// The logger prints the base name of the executable, or without a /proc the name
+// that the tool was started by.
 std::string ProcessName() {
   std::array<char, 4096> target{};
   const ssize_t length = readlink("/proc/self/exe", target.data(), target.size() - 1);
-  const std::string path(target.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+  if (length < 0) return program_invocation_short_name;
+  const std::string path(target.data(), static_cast<std::size_t>(length));
   const std::string name = path.substr(path.rfind('/') + 1);
   const std::string_view deleted = " (deleted)";
   return name.ends_with(deleted) ? name.substr(0, name.size() - deleted.size()) : name;
