@@ -83,14 +83,14 @@ TEST(LockFailure, LeavesTheCallsForTheCacheAsAnException) {
 TEST(LockFailureDeathTest, EndsTheProcessInTheStopPath) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   BlockingQueue queue(10);
-  EXPECT_DEATH(ErrorOf([&] { queue.PushExitMarker(); }), "terminate");
+  EXPECT_DEATH(ErrorOf([&] { queue.PushExitMarker(); }), "terminat");
 }
 
 TEST(LockFailureDeathTest, EndsTheProcessInALogCall) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   ZinLogger& logger = *ZinLogger::GetInstance();
   EXPECT_DEATH(ErrorOf([&] { logger.Log("file.cpp", 1, "function", " ", "", INFO, "x"); }),
-               "terminate");
+               "terminat");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -158,10 +159,14 @@ TEST(BlockingQueue, LosesAndRepeatsNothingWhenItIsStartedAgainWhileAWorkerTakes)
   const auto worker = queue.Start();
   for (int i = 0; i < lineCount; ++i) queue.Push("key", "a line with number " + std::to_string(i));
   std::atomic<int> taken{0};
-  std::jthread starter([&](const std::stop_token& over) {
+  std::atomic<bool> over{false};
+  const JoiningThread starter([&] {
     if (!WaitUntilTrue([&] { return taken > 0; })) return;
-    while (!over.stop_requested()) queue.Start();
+    while (!over) queue.Start();
   });
+  // Before the thread is waited for, also where an assertion ends the test.
+  const std::unique_ptr<std::atomic<bool>, void (*)(std::atomic<bool>*)> atTheEnd(
+      &over, [](std::atomic<bool>* flag) { *flag = true; });
 
   for (int i = 0; i < lineCount; ++i) {
     const LogRecord record = Pop(queue, worker);

@@ -208,7 +208,7 @@ TEST(LogDeathTest, EndsTheProcessForANullSubDirectoryWhileTheChannelRuns) {
         const OpenQueue queue(FacadeState().logQueue);
         LogText(INFO, "hello", nullptr);
       },
-      "terminate");
+      "terminat");
 }
 
 TEST(Log, MayBeCalledFromManyThreads) {

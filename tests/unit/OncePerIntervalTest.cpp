@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "JoiningThread.h"
 #include "ZinLoggerMacros.h"
 
 namespace {
@@ -147,7 +148,7 @@ TEST_F(OncePerInterval, LetsOneThreadPassOfThoseThatComeTogether) {
   std::vector<std::atomic<int>> passed(rounds);
   inPairs = true;
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (int thread = 0; thread < 2; ++thread) {
       threads.emplace_back([&] {
         for (std::size_t i = 0; i < rounds; ++i) {

@@ -3,12 +3,13 @@
 #include <iostream>
 #include <latch>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
-#include <thread>
 
 #include "CapturedStandardError.h"
+#include "JoiningThread.h"
 #include "LogCalls.h"
 #include "StandardError.h"
 
@@ -100,9 +101,9 @@ TEST(StandardErrorBuffer, IsLeftToTheThreadInsideThatWaitsForTheCaller) {
   LockedBuffer buffer;
   std::streambuf* const former = std::cerr.rdbuf(&buffer);
   {
-    std::jthread other;
+    std::optional<JoiningThread> other;
     const std::lock_guard<std::mutex> lock(buffer.mutex);
-    other = std::jthread([] { WriteToStandardError("in the buffer\n"); });
+    other.emplace([] { WriteToStandardError("in the buffer\n"); });
     buffer.isEntered.wait();
 
     LogText(INFO, "around it");
