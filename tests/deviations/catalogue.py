@@ -50,6 +50,8 @@ DEVIATIONS = [
     ("limits are stored the other way round", FACADE + "ZinLogger.cpp", "StorePlain(state->logLimits.maxFileCount, maxFiles);", "StorePlain(state->logLimits.maxFileCount, maxMegabytes);"),
     ("default log limit is 101 files", PRIVATE + "ZinLoggerPrivate.h", "logLimits{100, 10}", "logLimits{101, 10}"),
     ("an empty directory is the working directory", FACADE + "ZinLogger.cpp", 'dir == nullptr ? "." : dir;', "dir == nullptr || *dir == '\\0' ? \".\" : dir;"),
+    ("a start takes no level below FATAL", FACADE + "ZinLogger.cpp", "StorePlain(state->logLevel, level);\n  StorePlain(state->logRunning, true);", "StorePlain(state->logLevel, level < FATAL ? FATAL : level);\n  StorePlain(state->logRunning, true);"),
+    ("a start takes no level beyond DEBUG", FACADE + "ZinLogger.cpp", "StorePlain(state->logLevel, level);\n  StorePlain(state->logRunning, true);", "StorePlain(state->logLevel, level > DEBUG ? DEBUG : level);\n  StorePlain(state->logRunning, true);"),
     # ---- queue
     ("the queue takes one record too many", PRIVATE + "BlockingQueue.cpp", "return appended - takenCountSeen < capacity;", "return appended - takenCountSeen <= capacity;"),
     ("the queue forgets what was taken", PRIVATE + "BlockingQueue.cpp", "  takenCountSeen = records.TakenCount();\n", ""),
@@ -92,6 +94,7 @@ DEVIATIONS = [
     ("a null line clears what the application has set", PRIVATE + "StandardError.cpp", "if (line != nullptr) std::cerr.clear();", "std::cerr.clear();"),
     ("a broken pipe ends the process", PRIVATE + "StandardError.cpp", "const BrokenPipeGuard noBrokenPipe;", ""),
     ("a cancelled thread unwinds out of a log call", PRIVATE + "StandardError.cpp", "  const CancellationGuard noCancellation;\n", ""),
+    ("a running channel keeps its capacity", PRIVATE + "ChannelThreads.cpp", "  queue.SetCapacity(queueCapacity);", "  if (!queue.IsRunning()) queue.SetCapacity(queueCapacity);"),
     # ---- writer and rotation
     ("a file at its limit rotates", PRIVATE + "LogFileWriter.cpp", "file->bytesWritten > sizeLimit", "file->bytesWritten >= sizeLimit"),
     ("log files get mode 0644", PRIVATE + "FileModes.h", "logFileMode = 0640", "logFileMode = 0644"),
@@ -180,6 +183,8 @@ DEVIATIONS = [
     ("the client directory loses its separator", FACADE + "MetricsDirectories.cpp", 'baseDir.back() == \'/\' ? "" : "/"', 'baseDir.back() == \'/\' ? "/" : ""'),
     ("the privacy switch is kept in eight bits", FACADE + "Metrics.cpp", "StorePlain(state->metricsPrivSwitch, value)", "StorePlain(state->metricsPrivSwitch, static_cast<std::int8_t>(value))"),
     ("an empty metrics directory is the working directory", FACADE + "Metrics.cpp", 'dir == nullptr ? "." : dir;', "dir == nullptr || *dir == '\\0' ? \".\" : dir;"),
+    ("records are counted in 16 bits", FACADE + "Metrics.cpp", "state->metricsCount.load();", "static_cast<std::uint16_t>(state->metricsCount.load());"),
+    ("a record is counted after it was handed over", FACADE + "Metrics.cpp", "    state->metricsCount.fetch_add(1);\n    state->forcedLogForMetrics(record);", "    state->forcedLogForMetrics(record);\n    state->metricsCount.fetch_add(1);"),
     # ---- what a tracer is told
     ("a drop is not traced", PRIVATE + "BlockingQueue.cpp", "if (!accepted) probes::QueueDrop(channel, second);", ""),
     ("a queue that is full counts as a drop of the other channel", PRIVATE + "ZinLoggerPrivate.h", 'metricsQueue{0, "metrics"}', 'metricsQueue{0, "log"}'),
@@ -193,6 +198,17 @@ DEVIATIONS = [
     ("ZIN_DEBUG_EVERY_MS counts calls", MACROS, "ZIN_LOG_EVERY_MS(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)", "ZIN_LOG_EVERY_N(ZIN_LEVEL_DEBUG, milliseconds, __VA_ARGS__)"),
     ("intervals go by the time of day", MACROS, "std::chrono::steady_clock::now()", "std::chrono::system_clock::now()"),
     ("every thread counts its own calls", MACROS, "static ZinEveryNth zinEveryNth;", "static thread_local ZinEveryNth zinEveryNth;"),
+    ("a number of calls is kept in 32 bits", MACROS, "bool IsDue(unsigned long n) noexcept {", "bool IsDue(unsigned n) noexcept {"),
+    ("calls are counted in 16 bits", MACROS, "  std::atomic<unsigned long> calls;", "  std::atomic<unsigned short> calls;"),
+    ("a call that never logs counts", MACROS, "return n != 0 && calls.fetch_add(1, std::memory_order_relaxed) % n == 0;", "const unsigned long seen = calls.fetch_add(1, std::memory_order_relaxed);\n    return n != 0 && seen % n == 0;"),
+    ("an interval is kept in 32 bits", MACROS, "bool IsDue(std::int64_t milliseconds) noexcept {", "bool IsDue(std::int32_t milliseconds) noexcept {"),
+    ("intervals are seconds", MACROS, "std::chrono::duration_cast<std::chrono::milliseconds>(", "std::chrono::duration_cast<std::chrono::seconds>("),
+    ("intervals are microseconds", MACROS, "std::chrono::duration_cast<std::chrono::milliseconds>(", "std::chrono::duration_cast<std::chrono::microseconds>("),
+    ("an interval begins where the last one ended", MACROS, "const std::int64_t next = now + (", "const std::int64_t seenFirst = due.load(std::memory_order_relaxed);\n    const std::int64_t next = (seenFirst > 0 && now - seenFirst < milliseconds ? seenFirst : now) + ("),
+    ("a call that does not pass prolongs the interval", MACROS, "    return false;\n  }\n\n private:\n  std::atomic<std::int64_t> due;", "    due.store(next, std::memory_order_relaxed);\n    return false;\n  }\n\n private:\n  std::atomic<std::int64_t> due;"),
+    ("an interval ends a millisecond early", MACROS, "while (now >= seen) {", "while (now + 1 >= seen) {"),
+    ("nothing passes right after a boot", MACROS, "due((std::numeric_limits<std::int64_t>::min)())", "due(1)"),
+    ("ZIN_LOG_IF takes the else of the if before it", MACROS, '  do {                                                     \\\n    if (condition) ZIN_LOG((level), " ", "", __VA_ARGS__); \\\n  } while (false)', '  if (condition) ZIN_LOG((level), " ", "", __VA_ARGS__)'),
     # ---- zinpipe
     ("zinpipe: a G is a MiB", ZINPIPE + "Options.cpp", "if (*unit == 'G') shift = 30;", "if (*unit == 'G') shift = 20;"),
     ("zinpipe: WARN and INFO are mixed up", ZINPIPE + "Options.cpp", '{"FATAL", "ERROR", "WARN", "INFO", "DEBUG"}', '{"FATAL", "ERROR", "INFO", "WARN", "DEBUG"}'),
