@@ -2,14 +2,14 @@
 // a tracer. That a real one sees them is tested with the library itself.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 
 #include "BlockingQueue.h"
 #include "CapturedStandardError.h"
-#include "LogFileStream.h"
 #include "LogFileWriter.h"
 #include "OpenDescriptors.h"
 #include "PassedProbes.h"
@@ -121,16 +121,39 @@ TEST_F(FileProbes, TellOfAFileThatCannotBeOpened) {
   EXPECT_THAT(PassedProbes(), ElementsAre("zinlogger:open_fail " + path + " " + Number(ENOENT)));
 }
 
-TEST_F(FileProbes, TellOfWhatTheDiskDoesNotTake) {
-  const auto stream = LogFileStream::Open("/dev/full", LogFileStream::Existing::Empty);
-  ASSERT_NE(stream, nullptr);
-  const std::vector<int> descriptors = DescriptorsOf("/dev/full");
-  ASSERT_EQ(descriptors.size(), 1u);
+// No file may grow while this lives.
+class FullDisk {
+ public:
+  FullDisk() : formerHandler(std::signal(SIGXFSZ, SIG_IGN)) {
+    EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
+    const rlimit none{0, former.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+  }
+  ~FullDisk() {
+    (void)setrlimit(RLIMIT_FSIZE, &former);
+    (void)std::signal(SIGXFSZ, formerHandler);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
 
-  stream->Write("twelve bytes");
+ private:
+  void (*formerHandler)(int);
+  rlimit former{};
+};
+
+TEST_F(FileProbes, TellOfWhatTheDiskDoesNotTake) {
+  writer.WriteLine("", "fits\n");
+  const std::vector<int> descriptors = DescriptorsOf(path);
+  ASSERT_EQ(descriptors.size(), 1u);
+  {
+    const FullDisk full;
+    writer.WriteLine("", "does not fit\n");
+  }
+  writer.WriteLine("", "fits again\n");
 
   EXPECT_THAT(PassedProbes(), ElementsAre("zinlogger:write_fail " + Number(descriptors.front()) +
-                                          " 12 " + Number(ENOSPC)));
+                                          " 13 " + Number(EFBIG)));
+  EXPECT_EQ(dir.Read("app.log"), "fits\nfits again\n");
 }
 
 // The clock stands at 2026-01-05 09:03:07.042 in process 4711.
