@@ -4,7 +4,7 @@
 
 #include <sys/stat.h>
 
-#include <compare>
+#include <tuple>
 
 struct FileIdentity {
   dev_t device = 0;
@@ -12,7 +12,10 @@ struct FileIdentity {
 
   FileIdentity() = default;
   explicit FileIdentity(const struct stat& status) : device(status.st_dev), inode(status.st_ino) {}
-  auto operator<=>(const FileIdentity&) const = default;
+  bool operator==(const FileIdentity&) const = default;
+  bool operator<(const FileIdentity& other) const {
+    return std::tie(device, inode) < std::tie(other.device, other.inode);
+  }
 };
 
 #endif  // ZINPIPE_FILE_IDENTITY_H

@@ -44,27 +44,33 @@ std::string Milliseconds() {
   return seconds.data() + thousandths.substr(1);
 }
 
-// Returns the new name; it was not taken before.
+// A file that bears the name already is not touched.
+bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  const int error = errno;
+  if (error == EEXIST || error == EACCES || error == EROFS) return false;
+  // The file system or a filter may not know that promise: look first, then rename.
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+// Returns the new name.
 std::string RenameFinished(const std::string& path) {
   const std::string stem = path.substr(0, path.size() - logSuffix.size());
+  std::string end = "-" + std::to_string(getpid());
+  end += logSuffix;
   for (int sequence = 0; sequence < sequenceCount; ++sequence) {
-    const std::string number = std::to_string(sequenceCount + sequence).substr(1);
-    const std::string name = stem + "_" + Milliseconds() + "-" + number + "-" +
-                             std::to_string(getpid()) + std::string(logSuffix);
-    if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0) {
-      return name;
-    }
-    if (errno == EEXIST) continue;
-    // The file system or a filter may not know the promise not to replace.
-    struct stat status {};
-    const int error = errno;
-    if (error == EACCES || error == EROFS || lstat(name.c_str(), &status) == 0 ||
-        std::rename(path.c_str(), name.c_str()) != 0) {
-      Fail("cannot rename '" + path + "'", error);
-    }
-    return name;
+    std::string name = stem + "_" + Milliseconds() + "-";
+    name += std::to_string(sequenceCount + sequence).substr(1);
+    name += end;
+    if (RenameWithoutReplacing(path, name)) return name;
+    if (errno != EEXIST) break;
   }
-  Fail("cannot rename '" + path + "'", EEXIST);
+  Fail("cannot rename '" + path + "'", errno);
 }
 
 }  // namespace
