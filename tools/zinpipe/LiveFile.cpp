@@ -18,12 +18,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Descriptor.h"
-
 namespace {
 
 constexpr std::string_view logSuffix = ".log";
-constexpr mode_t logFileMode = 0640;  // as the logger's own
 constexpr int sequenceCount = 1000;
 // Descriptors are given out from below; this program has few.
 constexpr int mostDescriptors = 4096;
@@ -58,8 +55,7 @@ bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
-// Returns the new name.
-std::string RenameFinished(const std::string& path) {
+void RenameFinished(const std::string& path) {
   const std::string stem = path.substr(0, path.size() - logSuffix.size());
   std::string end = "-" + std::to_string(getpid());
   end += logSuffix;
@@ -67,7 +63,7 @@ std::string RenameFinished(const std::string& path) {
     std::string name = stem + "_" + Milliseconds() + "-";
     name += std::to_string(sequenceCount + sequence).substr(1);
     name += end;
-    if (RenameWithoutReplacing(path, name)) return name;
+    if (RenameWithoutReplacing(path, name)) return;
     if (errno != EEXIST) break;
   }
   Fail("cannot rename '" + path + "'", errno);
@@ -93,24 +89,11 @@ int WriterOf(const FileIdentity& file) {
 void BeginNewFile(const std::string& directory, const std::string& fileName,
                   const FileIdentity& current) {
   const int writer = WriterOf(current);
-  struct stat old {};
-  if (writer < 0 || fstat(writer, &old) != 0) return;  // the logger begins one by itself
+  if (writer < 0) return;  // the logger begins one by itself
   const std::string path = directory + "/" + fileName;
   struct stat there {};
-  std::string finished;
-  if (lstat(path.c_str(), &there) == 0) finished = RenameFinished(path);
-
-  const Descriptor next(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, logFileMode));
-  const int error = errno;
-  if (!next.IsOpen()) {
-    if (!finished.empty()) (void)std::rename(finished.c_str(), path.c_str());
-    Fail("cannot create '" + path + "'", error);
-  }
-  // As the logger has set them; without the right to, it could not either.
-  if (fchown(next.Number(), old.st_uid, old.st_gid) != 0) errno = 0;
-  (void)fchmod(next.Number(), old.st_mode & ALLPERMS);
-  if (dup3(next.Number(), writer, O_CLOEXEC) < 0) Fail("cannot write to '" + path + "'", errno);
+  if (lstat(path.c_str(), &there) == 0) RenameFinished(path);
+  (void)close(writer);
 }
 
 void GoOnAtTheEnd(const FileIdentity& current) {

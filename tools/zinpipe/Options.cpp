@@ -278,7 +278,7 @@ std::string HelpText() {
          "SIZE is a number of bytes, or one with K, M or G; whole MiB only.\n"
          "At the end of the input it writes what was read, and stops. SIGTERM or SIGINT\n"
          "gives the writer of a pipe the time of --drain to close it; the second one stops\n"
-         "at once. SIGALRM begins a new file, SIGUSR1 prints the counts.\n"
+         "at once. SIGALRM finishes the file, SIGUSR1 prints the counts.\n"
          "\n"
          "Exit codes: 0 every line was written, 1 a line is missing or something failed,\n"
          "2 wrong arguments.\n";
