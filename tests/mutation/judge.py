@@ -19,7 +19,6 @@ from tree import Failed, digest
 
 MAP_SIZE = 1 << 16
 MEMORY = 4 << 30       # bytes of address space; a mutant must not take the machine's
-FILE_SIZE = 256 << 20
 # A test is given this many times the time that it takes, and these seconds.
 PATIENCE = (4, 10)
 
@@ -43,14 +42,20 @@ class Sandbox:
     """A mutant of code that removes files may remove any. All that is mounted is
     therefore read-only for the tests, but for a scratch folder in memory."""
 
-    def __init__(self, build_folder, scratch):
-        self.scratch = scratch
+    def __init__(self, root, build_folder, holder):
+        self.scratch = pathlib.Path("/tmp")  # some tools know no other place
+        below_scratch = str(root).startswith("/tmp/")
+        if below_scratch:
+            self.mount("--bind", root, holder)
         self.mount("-t", "tmpfs", "-o", "mode=1777,size=2g", "tmpfs", self.scratch)
+        if below_scratch:
+            root.mkdir(parents=True)
+            self.mount("--bind", holder, root)
         self.mount("--bind", build_folder, build_folder)
-        kept = ("/proc", "/sys", "/dev", str(self.scratch), str(build_folder))
+        kept = ("/proc", "/sys", "/dev", str(build_folder))
         for line in pathlib.Path("/proc/self/mounts").read_text().split("\n"):
             point = line.split(" ")[1].encode().decode("unicode_escape") if line else ""
-            if point and not any(point == k or point.startswith(k + "/") for k in kept):
+            if point and point != "/tmp" and not any(point == k or point.startswith(k + "/") for k in kept):
                 self.mount("-o", "remount,bind,ro", point)
         try:
             (build_folder.parent / "must-not-work").touch()
@@ -73,17 +78,17 @@ class Sandbox:
 
 def limit():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
 
 
 class Judge:
-    def __init__(self, tree, mutants, sources, jobs, scratch):
+    def __init__(self, tree, mutants, sources, jobs, most_tests, holder):
         self.tree = tree
         self.sources = sources
         self.mutants = mutants
         self.jobs = jobs
-        self.sandbox = Sandbox(tree.folder, scratch)
+        self.most_tests = most_tests
+        self.sandbox = Sandbox(tree.root, tree.folder, holder)
         self.tests = {}
         self.kills = {}      # (file, function) -> {test: how many mutants of it}
         self.lock = threading.Lock()
@@ -175,6 +180,7 @@ class Judge:
         return {"outcome": outcome, "by": by, "tried": tried, "reached": True}
 
     def try_tests(self, mutant, tests, extra, command_of=lambda test: test.command):
+        tests = tests[:self.most_tests]
         for tried, test in enumerate(tests, 1):
             result = self.run_test(test, extra, PATIENCE[0] * test.seconds + PATIENCE[1], command_of(test))
             if result != "passed":
@@ -261,9 +267,12 @@ class Compiled:
     def under_plant(self, command):
         """Runs a command to which the planted file stands in the place of the file."""
         script = f"mount --bind {shlex.quote(str(self.planted))} {shlex.quote(str(self.file))} && exec \"$@\""
-        return subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", *command], cwd=self.tree.build,
-                              env={**os.environ, "CCACHE_DISABLE": "1"}, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT).returncode == 0
+        result = subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", *command], cwd=self.tree.build,
+                                env={**os.environ, "CCACHE_DISABLE": "1"}, stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True)
+        if result.returncode != 0 and "error:" not in result.stdout:
+            raise Failed(f"could not compile with {self.file} changed:\n{result.stdout[-1000:]}")
+        return result.returncode == 0
 
     def compile(self, name):
         if name not in self.done:
