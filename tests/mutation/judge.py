@@ -82,12 +82,12 @@ def limit():
 
 
 class Judge:
-    def __init__(self, tree, mutants, sources, jobs, most_tests, holder):
+    def __init__(self, tree, mutants, sources, jobs, most_seconds, holder):
         self.tree = tree
         self.sources = sources
         self.mutants = mutants
         self.jobs = jobs
-        self.most_tests = most_tests
+        self.most_seconds = most_seconds
         self.sandbox = Sandbox(tree.root, tree.folder, holder)
         self.tests = {}
         self.kills = {}      # (file, function) -> {test: how many mutants of it}
@@ -180,8 +180,11 @@ class Judge:
         return {"outcome": outcome, "by": by, "tried": tried, "reached": True}
 
     def try_tests(self, mutant, tests, extra, command_of=lambda test: test.command):
-        tests = tests[:self.most_tests]
+        left = self.most_seconds
         for tried, test in enumerate(tests, 1):
+            if left < 0:
+                return "survived", "", tried - 1
+            left -= test.seconds
             result = self.run_test(test, extra, PATIENCE[0] * test.seconds + PATIENCE[1], command_of(test))
             if result != "passed":
                 with self.lock:
