@@ -112,6 +112,7 @@ def planted(source, number):
 def constant_users(sources, name):
     """(file, function) of all functions that use the constant, also by way of other constants."""
     names, users, queue = {name}, set(), [name]
+    mutated = {mutant.function for source in sources.values() for mutant in source.mutants}
     while queue:
         word = re.compile(rf"\b{re.escape(queue.pop())}\b")
         for source in sources.values():
@@ -120,6 +121,12 @@ def constant_users(sources, name):
                     continue
                 inside = [f for f in source.functions if f[1] <= number <= f[2]]
                 users.update((source.path, function[0]) for function in inside)
+                # A function without a mutant tells nothing of who reaches it.
+                for function in inside:
+                    plain = function[0].split("::")[-1]
+                    if function[0] not in mutated and plain not in names:
+                        names.add(plain)
+                        queue.append(plain)
                 declared = re.search(r"\b(?:constexpr|const|using)\b[^=;{(]*?\b(\w+)\s*(?:=|\{)", line)
                 if declared and declared.group(1) not in names:
                     names.add(declared.group(1))

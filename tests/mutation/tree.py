@@ -12,6 +12,9 @@ HERE = pathlib.Path(__file__).resolve().parent
 # code does.
 NOT_BEHAVIOUR = re.compile(r"^(Header|Abi|Layering|Package|Mutation)")
 
+# A mutant that leaves its memory is stopped there, as far as that costs little.
+WATCHFUL = b"add_compile_options(-O1 -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)\n"
+
 
 class Failed(Exception):
     """The check could not be done."""
@@ -54,6 +57,8 @@ class Tree:
         wanted = set(names)
         for name in names:
             content = rewritten[name].encode() if name in rewritten else (self.root / name).read_bytes()
+            if name == "BaseAPI/CMakeLists.txt":
+                content = WATCHFUL + content
             target = self.sources / name
             write_if_new(target, content)
             if os.access(self.root / name, os.X_OK):
