@@ -17,7 +17,6 @@ import time
 import sources as library
 from tree import Failed, digest
 
-MAP_SIZE = 1 << 16
 MEMORY = 4 << 30       # bytes of address space; a mutant must not take the machine's
 # A test is given this many times the time that it takes, and these seconds.
 PATIENCE = (4, 10)
@@ -149,7 +148,7 @@ class Judge:
 
     def trace_one(self, test, store):
         path = self.sandbox.scratch / self.map_name(test)
-        path.write_bytes(bytes(MAP_SIZE))
+        path.write_bytes(bytes(library.MOST_NUMBERS))
         path.chmod(0o666)
         start = time.monotonic()
         outcome = self.run_test(test, {"ZIN_MUTANTS_REACHED": str(path)}, 120)

@@ -15,8 +15,6 @@ from clang.cindex import Cursor, CursorKind, Index, TokenKind, TranslationUnit
 
 SHIFTED = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
 INTEGER = re.compile(r"(0[xX][0-9a-fA-F']+|0[bB][01']+|[0-9][0-9']*)[uUlLzZ]*")
-# A statement of its own among the others of a block, or the branch of a condition.
-OUTER_KINDS = ("omit", "omit guard", "negate declared")
 
 FUNCTIONS = (CursorKind.FUNCTION_DECL, CursorKind.CXX_METHOD, CursorKind.CONSTRUCTOR,
              CursorKind.DESTRUCTOR, CursorKind.FUNCTION_TEMPLATE, CursorKind.CONVERSION_FUNCTION)

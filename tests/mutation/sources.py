@@ -10,6 +10,7 @@ import subprocess
 import places
 
 NUMBERS_PER_FILE = 512
+MOST_NUMBERS = 1 << 16  # as many as runtime/ZinMutants.cpp has room for
 # Parsed by a source of their own, for no source of the library includes them.
 HEADERS_APART = ("BaseAPI/ZinLogger/include/ZinLoggerMacros.h",)
 
@@ -93,6 +94,8 @@ def read(root, jobs):
     """SourceFile by name, for all sources and headers of the library."""
     files = [name for name in tracked(root) if re.fullmatch(r"BaseAPI/.*\.(cpp|h)", name)]
     wanted = {name: index for index, name in enumerate(files)}
+    if len(files) * NUMBERS_PER_FILE > MOST_NUMBERS:
+        raise ValueError(f"more than {MOST_NUMBERS // NUMBERS_PER_FILE} files")
     result = {}
     with concurrent.futures.ProcessPoolExecutor(jobs) as pool:
         pending = [pool.submit(read_unit, root, unit, wanted) for unit in units(root, files)]
