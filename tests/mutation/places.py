@@ -11,7 +11,7 @@ import dataclasses
 import re
 from typing import Callable
 
-from clang.cindex import Cursor, CursorKind, Index, TokenKind, TranslationUnit
+from clang.cindex import Cursor, CursorKind, Index, TokenKind
 
 SHIFTED = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
 INTEGER = re.compile(r"(0[xX][0-9a-fA-F']+|0[bB][01']+|[0-9][0-9']*)[uUlLzZ]*")
