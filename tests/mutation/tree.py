@@ -13,7 +13,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 NOT_BEHAVIOUR = re.compile(r"^(Header|Abi|Layering|Package|Mutation)")
 
 # A mutant that leaves its memory is stopped there, as far as that costs little.
-WATCHFUL = b"add_compile_options(-O1 -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)\n"
+WATCHFUL = b"add_compile_options(-O1 -D_GLIBCXX_ASSERTIONS)\n"
 
 
 class Failed(Exception):

@@ -54,6 +54,19 @@ TEST(TrimDirToLimits, OneFileOverTheCountRemovesTheTwoOldest) {
   EXPECT_THAT(dir.Names(), ElementsAre("newer.log", "newest.log"));
 }
 
+// A comparison that calls equal times older leads a sort out of its range.
+TEST(TrimDirToLimits, TakesManyFilesOfOneSecond) {
+  const ScratchDir dir;
+  std::vector<ScratchDir::LogFile> dated;
+  for (int i = 0; i < 200; ++i) dated.push_back({"f" + std::to_string(i) + ".log", 100});
+  const auto files = dir.AddLogs(dated);
+
+  TrimByCount(files, 150);
+
+  // 200 - 150 + 1 go.
+  EXPECT_EQ(dir.Names().size(), 149u);
+}
+
 TEST(TrimDirToLimits, GoesByTimeAndNotByName) {
   const ScratchDir dir;
   const auto files = dir.AddLogs({{"a.log", 400}, {"b.log", 300}, {"c.log", 200}, {"d.log", 100}});
