@@ -79,8 +79,13 @@ std::function<void()> atTheLastMoment;
 // A child would find what the thread has half done, and its lock taken for good.
 TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
   ZinLoggerPrivate& state = FacadeState();
+  state.logQueue.SetCapacity(1);
+  const BlockingQueue::Generation generation = state.logQueue.Start();
+  state.logQueue.Push("", "a line");
+  LogRecord record;
   const std::vector<std::pair<const char*, std::function<void()>>> steps = {
       {"log queue", [&] { state.logQueue.SetCapacity(5); }},
+      {"its worker", [&] { state.logQueue.WaitPop(generation, record); }},
       {"metrics queue", [&] { state.metricsQueue.SetCapacity(5); }},
       {"metrics buffer", [&] { const std::lock_guard lock(state.metricsBufferMutex); }},
       {"recent lines", [] { RecentLogCache::Instance().Append("a line"); }},
@@ -91,7 +96,7 @@ TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
     bool waited = false;
     std::jthread body;
   };
-  std::array<Caller, 5> callers;
+  std::array<Caller, 6> callers;
   ASSERT_EQ(steps.size(), callers.size());
   std::atomic<bool> go{false};
   for (std::size_t i = 0; i < steps.size(); ++i) {
