@@ -148,10 +148,10 @@ class Finder:
             self.visit(child, context)
 
     def visit_operator(self, cursor, context):
-        children = [self.range_of(child) for child in cursor.get_children()]
-        if len(children) < 2 or None in (children[0], children[-1]):
+        operands = self.operands(cursor)
+        if operands is None:
             return
-        left, right = children[0], children[-1]
+        left, right = operands
         between = self.slice(left[1], right[0]).strip()
         if between in SHIFTED:
             self.add_compare(left, right, between, context)
@@ -160,13 +160,21 @@ class Finder:
                 if not self.is_equality(operand, cursor):
                     self.add_negation(*operand, context)
 
+    def operands(self, cursor):
+        """Ranges of what stands left and right. The compiler may have turned a == round."""
+        children = [self.range_of(child) for child in cursor.get_children()]
+        if len(children) < 2 or None in children:
+            return None
+        children.sort()
+        return children[0], children[-1]
+
     def is_equality(self, location, cursor):
         """Negating it would be the same as shifting it."""
         for child in cursor.walk_preorder():
             if self.range_of(child) == location:
-                parts = [self.range_of(part) for part in child.get_children()]
-                if len(parts) >= 2 and None not in (parts[0], parts[-1]) and \
-                        self.slice(parts[0][1], parts[-1][0]).strip() in ("==", "!="):
+                operands = self.operands(child)
+                if operands is not None and \
+                        self.slice(operands[0][1], operands[1][0]).strip() in ("==", "!="):
                     return True
         return False
 
