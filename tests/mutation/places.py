@@ -193,7 +193,8 @@ class Finder:
             if len(parts) != 2 or not self.slice(parts[0] + 1, parts[1]).strip():
                 return None
             return self.trimmed(parts[0] + 1, parts[1])
-        return self.trimmed(opening + 1, closing)
+        initialised = self.semicolons(opening + 1, closing)
+        return self.trimmed((initialised[-1] if initialised else opening) + 1, closing)
 
     def visit_condition(self, cursor, context):
         location = self.condition_range(cursor)

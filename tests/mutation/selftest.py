@@ -48,6 +48,9 @@ class TheFinder(unittest.TestCase):
     def test_negates_a_condition_that_declares(self):
         self.assertIn("int* p = Q() is negated", changes("int* Q(); void F() { if (int* p = Q()) *p; }"))
 
+    def test_negates_the_condition_behind_an_initialisation(self):
+        self.assertIn("b > a is negated", changes("void G(); void F(int a) { if (int b = a; b > a) G(); }"))
+
     def test_does_not_count_a_negated_equality_twice(self):
         self.assertEqual(changes("void G(); void F(int a, int b) { if (a == b) G(); }"),
                          ["== becomes !=", "G(); is left out"])

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-extern "C" int zinMutantOn;                      // number of the mutant that is on, or -1
+extern "C" int zinMutantOn;                            // number of the mutant that is on, or -1
 extern "C" volatile unsigned char* zinMutantsReached;  // a byte for each mutant, or null
 
 namespace zinMutants {
