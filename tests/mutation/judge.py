@@ -178,14 +178,15 @@ class Judge:
         outcome, by, tried = self.try_tests(mutant, tests, {"ZIN_MUTANT": str(mutant.number)})
         return {"outcome": outcome, "by": by, "tried": tried, "reached": True}
 
-    def try_tests(self, mutant, tests, extra, command_of=lambda test: test.command):
+    def try_tests(self, mutant, tests, extra, command_of=lambda test: test.command, control=None):
+        """control(test): whether it passes in the same surroundings without a mutant."""
         left = self.most_seconds
         for tried, test in enumerate(tests, 1):
             if left < 0:
                 return "survived", "", tried - 1
             left -= test.seconds
             result = self.run_test(test, extra, PATIENCE[0] * test.seconds + PATIENCE[1], command_of(test))
-            if result != "passed":
+            if result != "passed" and (control is None or control(test)):
                 with self.lock:
                     of_function = self.kills.setdefault((mutant.file, mutant.function), {})
                     of_function[test.name] = of_function.get(test.name, 0) + 1
@@ -218,13 +219,21 @@ class Judge:
                 if built is None:
                     return {"outcome": "killed", "by": "the compiler", "tried": tried, "reached": True}
                 outcome, by, count = self.try_tests(mutant, chosen, environment,
-                                                    lambda t, built=built: [built, *t.command[1:]])
+                                                    lambda t, built=built: [built, *t.command[1:]],
+                                                    lambda t: self.passes_elsewhere(t, compiled))
                 tried += count
                 if outcome != "survived":
                     return {"outcome": outcome, "by": by, "tried": tried, "reached": True}
             return {"outcome": "survived", "by": "", "tried": tried, "reached": bool(tests)}
         finally:
             compiled.remove()
+
+
+    def passes_elsewhere(self, test, compiled):
+        """Some tests mind where their program or library stands."""
+        program, environment = compiled.unchanged(test.command[0])
+        return self.run_test(test, environment, PATIENCE[0] * test.seconds + PATIENCE[1],
+                             [program, *test.command[1:]]) == "passed"
 
 
 class Compiled:
@@ -305,6 +314,17 @@ class Compiled:
             environment["LD_LIBRARY_PATH"] = str(self.folder)
         program = self.link(relative, os.path.basename(relative))
         return program, environment
+
+    def unchanged(self, path):
+        """The same as program(), but without a mutant."""
+        folder = self.folder / "unchanged"
+        folder.mkdir(exist_ok=True)
+        shutil.copy2(path, folder)
+        environment = {}
+        if self.links_library(os.path.relpath(path, self.tree.build)):
+            shutil.copy2(self.tree.build / "BaseAPI/ZinLogger/libZinLogger.so.1.0.0", folder / "libZinLogger.so.1")
+            environment["LD_LIBRARY_PATH"] = str(folder)
+        return str(folder / os.path.basename(path)), environment
 
     def links_library(self, relative):
         return "libZinLogger.so" in self.link_command(relative)
