@@ -1,5 +1,6 @@
 #include "FakeClock.h"
 
+#include <cerrno>
 #include <mutex>
 
 #include "RecordedReads.h"
@@ -10,6 +11,7 @@ std::mutex mutex;
 ZinDateTime dateTime{2026, 1, 5, 9, 3, 7};
 std::uint64_t tick = 1767603787042;
 std::uint64_t tickStep = 0;
+int errorOfReads = 0;
 
 }  // namespace
 
@@ -28,9 +30,15 @@ void FakeClock::SetTickStep(std::uint64_t milliseconds) {
   tickStep = milliseconds;
 }
 
+void FakeClock::SetErrorOfReads(int error) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  errorOfReads = error;
+}
+
 ZinDateTime ZinDateTime::GetCurrentDateTime() {
   RecordedReads::Note("date and time");
   const std::lock_guard<std::mutex> lock(mutex);
+  if (errorOfReads != 0) errno = errorOfReads;
   return dateTime;
 }
 

@@ -15,6 +15,10 @@ void SetTick(std::uint64_t milliseconds);
 // The tick grows by this after every read; 0 at first.
 void SetTickStep(std::uint64_t milliseconds);
 
+// Every read leaves this in errno, as a call that fails on the way may; 0, as at
+// first: it leaves errno alone.
+void SetErrorOfReads(int error);
+
 }  // namespace FakeClock
 
 #endif  // ZIN_FAKE_CLOCK_H

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -275,26 +276,28 @@ TEST_F(OpenFile, SaysOnceThatTheAccountIsUnknown) {
 // ---- Standard descriptors -----------------------------------------------
 
 // Standard input is closed as long as this lives.
-class ClosedStandardInput {
+class ClosedDescriptor {
  public:
-  ClosedStandardInput() : saved(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)) {
-    (void)close(STDIN_FILENO);
+  explicit ClosedDescriptor(int standardDescriptor)
+      : descriptor(standardDescriptor), saved(fcntl(descriptor, F_DUPFD_CLOEXEC, 3)) {
+    (void)close(descriptor);
   }
-  ~ClosedStandardInput() {
+  ~ClosedDescriptor() {
     if (saved < 0) return;
-    (void)dup2(saved, STDIN_FILENO);
+    (void)dup2(saved, descriptor);
     (void)close(saved);
   }
-  ClosedStandardInput(const ClosedStandardInput&) = delete;
-  ClosedStandardInput& operator=(const ClosedStandardInput&) = delete;
+  ClosedDescriptor(const ClosedDescriptor&) = delete;
+  ClosedDescriptor& operator=(const ClosedDescriptor&) = delete;
 
  private:
+  int descriptor;
   int saved;
 };
 
 TEST_F(OpenFile, NeverTakesAStandardDescriptor) {
   SKIP_IF(WhyNoProc());
-  const ClosedStandardInput closed;
+  const ClosedDescriptor closed(STDIN_FILENO);
 
   writer.WriteLine("", "line\n");
 
@@ -303,7 +306,7 @@ TEST_F(OpenFile, NeverTakesAStandardDescriptor) {
 
 // In that moment a line for standard error would land in the log file.
 TEST_F(OpenFile, TakesNoStandardDescriptorForAMoment) {
-  const ClosedStandardInput closed;
+  const ClosedDescriptor closed(STDIN_FILENO);
   dir.Write("app.log", "of an earlier run\n");
   int occupied = 0;
   const auto look = [&] { occupied += fcntl(STDIN_FILENO, F_GETFD) >= 0 ? 1 : 0; };
@@ -320,12 +323,42 @@ TEST_F(OpenFile, TakesNoStandardDescriptorForAMoment) {
 
 TEST_F(OpenFile, NeverTakesAStandardDescriptorEvenWhenThereIsNoPlaceholder) {
   SKIP_IF(WhyNoProc());
-  const ClosedStandardInput closed;
+  const ClosedDescriptor closed(STDIN_FILENO);
   calls.FailFrom("epoll_create1", ENOMEM);
 
   writer.WriteLine("", "line\n");
 
-  EXPECT_THAT(DescriptorsOf(path), ::testing::Not(Contains(::testing::Le(2))));
+  EXPECT_THAT(DescriptorsOf(path), ElementsAre(::testing::Gt(2)));
+  EXPECT_EQ(dir.Read("app.log"), "line\n");
+}
+
+// What the program then prints as an error would land in its log file.
+TEST_F(OpenFile, NeverBecomesStandardErrorEvenWhenThereIsNoPlaceholder) {
+  SKIP_IF(WhyNoProc());
+  const ClosedDescriptor closed(STDERR_FILENO);
+  calls.FailFrom("epoll_create1", ENOMEM);
+
+  writer.WriteLine("", "line\n");
+
+  EXPECT_THAT(DescriptorsOf(path), ElementsAre(::testing::Gt(2)));
+  EXPECT_EQ(dir.Read("app.log"), "line\n");
+}
+
+// The guard's own descriptor must be free again by the time the file needs it.
+TEST_F(OpenFile, NeedsNoMoreThanOneFreeDescriptor) {
+  rlimit former{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+  const int lowestFree = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+  ASSERT_GT(lowestFree, 2);
+  ASSERT_EQ(close(lowestFree), 0);
+  rlimit tight = former;
+  tight.rlim_cur = static_cast<rlim_t>(lowestFree) + 1;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+
+  writer.WriteLine("", "line\n");
+
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
+  EXPECT_EQ(dir.Read("app.log"), "line\n");
 }
 
 }  // namespace

@@ -87,6 +87,14 @@ TEST_F(FailingWrites, AreContinuedWhenTheKernelTookAPart) {
   EXPECT_THAT(calls.Of({"write"}), ElementsAre("write 4", "write 2", "write 4"));
 }
 
+TEST_F(FailingWrites, GoOnWhenTheKernelTakesASingleByte) {
+  calls.ShortenWrite(1, 1);
+
+  WriteLines({"one\n", "two\n"});
+
+  EXPECT_EQ(dir.Read("app.log"), "one\ntwo\n");
+}
+
 TEST_F(FailingWrites, LeaveThePartThatWasTakenAndNothingOfTheRest) {
   calls.ShortenWrite(3, 1);
   calls.Fail("write", ENOSPC, 2);

@@ -167,6 +167,11 @@ TEST(DateTime, HasItsSixFieldsInOrder) {
   EXPECT_EQ(byName.second, 6);
 }
 
+// What has kept no moment yet must not look like one that a clock can show.
+TEST(DateTime, IsNoMomentUntilItIsSet) {
+  EXPECT_EQ(ZinDateTime{}, (ZinDateTime{0, 0, 0, 0, 0, 0}));
+}
+
 TEST(Tick, IsTheSystemClockInMilliseconds) {
   const std::uint64_t before = MillisecondsNow();
   const std::uint64_t tick = ZinDateTime::GetCurrentTick();

@@ -1,10 +1,24 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cstdlib>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "FacadeState.h"
 #include "LogCalls.h"
 #include "OpenQueue.h"
+#include "RecentLogCache.h"
+#include "Threads.h"
+#include "WaitUntilTrue.h"
+#include "ZinDirOwnership.h"
 #include "ZinLoggerPrivate.h"
 
 using ::testing::ExitedWithCode;
@@ -49,6 +63,67 @@ TEST(AtFork, LeavesTheChildACacheThatItCanUse) {
                   : 1);
   };
   EXPECT_EXIT(countInChild(), ExitedWithCode(0), "of the child");
+}
+
+// Registered before the library's handlers, so it runs after them: at the last
+// moment before the process is copied.
+std::function<void()> atTheLastMoment;
+[[gnu::constructor(101)]] void RegisterBeforeTheLibrary() {
+  (void)pthread_atfork(
+      [] {
+        if (const auto action = std::exchange(atTheLastMoment, nullptr)) action();
+      },
+      nullptr, nullptr);
+}
+
+// A child would find what the thread has half done, and its lock taken for good.
+TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
+  ZinLoggerPrivate& state = FacadeState();
+  state.logQueue.SetCapacity(1);
+  const BlockingQueue::Generation generation = state.logQueue.Start();
+  state.logQueue.Push("", "a line");
+  LogRecord record;
+  const std::vector<std::pair<const char*, std::function<void()>>> steps = {
+      {"log queue", [&] { state.logQueue.SetCapacity(5); }},
+      {"its worker", [&] { state.logQueue.WaitPop(generation, record); }},
+      {"metrics queue", [&] { state.metricsQueue.SetCapacity(5); }},
+      {"metrics buffer", [&] { const std::lock_guard lock(state.metricsBufferMutex); }},
+      {"recent lines", [] { RecentLogCache::Instance().Append("a line"); }},
+      {"failed owners", [] { (void)FailedOwnerNames::Instance().Insert("nobody-of-that-name"); }}};
+  struct Caller {
+    std::atomic<pid_t> thread{0};
+    std::atomic<bool> done{false};
+    bool waited = false;
+    std::jthread body;
+  };
+  std::array<Caller, 6> callers;
+  ASSERT_EQ(steps.size(), callers.size());
+  std::atomic<bool> go{false};
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    callers[i].body = std::jthread([&go, &caller = callers[i], &step = steps[i].second] {
+      go.wait(false);
+      caller.thread = gettid();
+      step();
+      caller.done = true;
+    });
+  }
+  atTheLastMoment = [&] {
+    go = true;
+    go.notify_all();
+    for (Caller& caller : callers) {
+      EXPECT_TRUE(WaitUntilTrue([&caller] {
+        return caller.done || (caller.thread != 0 && WaitsToBeWoken(caller.thread));
+      }));
+      caller.waited = !caller.done;
+    }
+  };
+
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  for (Caller& caller : callers) caller.body.join();
+
+  for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_TRUE(callers[i].waited) << steps[i].first;
 }
 
 }  // namespace

@@ -255,6 +255,17 @@ TEST(BlockingQueue, PutsASecondWorkerIntoTheSameGeneration) {
   EXPECT_EQ(queue.Start(), firstWorker);
 }
 
+// The first worker would leave, and its lines wait for the second.
+TEST(BlockingQueue, PutsASecondWorkerIntoTheSameGenerationAlsoAfterAStop) {
+  BlockingQueue queue(10);
+  const BlockingQueue::Generation stopped = queue.Start();
+  queue.PushExitMarker();
+  queue.MarkStopped(stopped);
+
+  const BlockingQueue::Generation first = queue.Start();
+  EXPECT_EQ(queue.Start(), first);
+}
+
 TEST(BlockingQueue, BeginsANewGenerationAtTheStartAfterAStop) {
   BlockingQueue queue(10);
   const auto firstWorker = queue.Start();

@@ -172,6 +172,19 @@ TEST(FormatLogHeader, TakesThreeDigitMillisecondsFromTheTickAlone) {
   }
 }
 
+TEST(FormatLogHeader, PrintsEachOfTheThousandMillisecondsAsItsThreeDigits) {
+  const std::string digits = "0123456789";
+  std::uint64_t tick = 0;
+  for (const char hundreds : digits) {
+    for (const char tens : digits) {
+      for (const char ones : digits) {
+        FakeClock::SetTick(tick++);
+        EXPECT_THAT(Header(), HasSubstr(std::string("09:03:07.") + hundreds + tens + ones + "]"));
+      }
+    }
+  }
+}
+
 // The second first: on the edge of one, a line then shows the old second with
 // a low fraction, never the new one with a high fraction.
 TEST(FormatLogHeader, ReadsTheSecondBeforeTheTickAndThenWhoIsRunning) {

@@ -150,6 +150,15 @@ TEST(Log, ShowsTheCallersErrno) {
   EXPECT_EQ(standardError.Text(), infoHeader + "open: No such file or directory\n");
 }
 
+TEST(Log, ShowsTheCallersErrnoWhateverItsOwnCallsLeaveThere) {
+  const CapturedStandardError standardError;
+  FakeClock::SetErrorOfReads(EINTR);
+  errno = ENOENT;
+  LogUnchecked(INFO, "open: %m");
+  EXPECT_EQ(standardError.Text(), infoHeader + "open: No such file or directory\n");
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST(Log, KeepsErrno) {
   const CapturedStandardError standardError;
   for (const LogLevel level : {INFO, DEBUG}) {

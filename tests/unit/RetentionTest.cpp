@@ -54,6 +54,32 @@ TEST(TrimDirToLimits, OneFileOverTheCountRemovesTheTwoOldest) {
   EXPECT_THAT(dir.Names(), ElementsAre("newer.log", "newest.log"));
 }
 
+// What exceeds one limit must not be deleted as if it exceeded the other, too:
+// that asks for a spare MiB, and small files would all go.
+TEST(TrimDirToLimits, DeletesNoMoreForASizeThatEqualsItsLimit) {
+  const ScratchDir dir;
+  const auto files =
+      dir.AddLogs({{"a.log", 100}, {"b.log", 200}, {"c.log", 300}, {"d.log", 400}, {"e.log", 500}});
+
+  TrimDirToLimits(files, files.size(), /*maxCount=*/4, /*totalBytes=*/1000, /*maxBytes=*/1000);
+
+  // 5 - 4 + 1 go.
+  EXPECT_THAT(dir.Names(), ElementsAre("c.log", "d.log", "e.log"));
+}
+
+// A comparison that calls equal times older leads a sort out of its range.
+TEST(TrimDirToLimits, TakesManyFilesOfOneSecond) {
+  const ScratchDir dir;
+  std::vector<ScratchDir::LogFile> dated;
+  for (int i = 0; i < 200; ++i) dated.push_back({"f" + std::to_string(i) + ".log", 100});
+  const auto files = dir.AddLogs(dated);
+
+  TrimByCount(files, 150);
+
+  // 200 - 150 + 1 go.
+  EXPECT_EQ(dir.Names().size(), 149u);
+}
+
 TEST(TrimDirToLimits, GoesByTimeAndNotByName) {
   const ScratchDir dir;
   const auto files = dir.AddLogs({{"a.log", 400}, {"b.log", 300}, {"c.log", 200}, {"d.log", 100}});

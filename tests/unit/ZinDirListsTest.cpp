@@ -100,7 +100,7 @@ TEST(ZinListLogFiles, AddsUpTheSizesOfTheFilesThatItListsAlone) {
   dir.Write("x.log.gz", std::string(100, 'x'));
   dir.Write("core.4711", std::string(1000, 'x'));
   fs::create_directory(dir / "sub.log");
-  std::uint64_t totalBytes = 0;
+  std::uint64_t totalBytes = 1000;  // of an earlier list; not to be added to
 
   EXPECT_THAT(ZinListLogFiles(dir.Path(), totalBytes),
               UnorderedElementsAre(dir / "x.log", dir / "abc"));
