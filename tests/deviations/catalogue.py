@@ -105,7 +105,7 @@ DEVIATIONS = [
     ("a rotation overwrites a file", PRIVATE + "LogFileRotation.cpp", "to.c_str(), RENAME_NOREPLACE) == 0", "to.c_str(), 0) == 0"),
     ("every rotated file gets mode 0440", PRIVATE + "LogFileRotation.cpp", "probes::Rotate(path, rotatedName);\n      return true;", "probes::Rotate(path, rotatedName);\n      break;"),
     ("a filter that forbids renameat2 empties the file", PRIVATE + "LogFileRotation.cpp", "error == EROFS;", "error == EROFS || error == EPERM;"),
-    ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (Reserve(to)) {", "errno = 0;\n  if (false) {"),
+    ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "return LogFileStream::Open(name, LogFileStream::Existing::Refuse) != nullptr;", "errno = name.empty() ? EEXIST : 0;\n  return false;"),
     ("a rename that failed leaves an empty file", PRIVATE + "LogFileRotation.cpp", "    (void)unlink(to.c_str());\n", ""),
     ("a directory stays where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (error != ENOTDIR) return false;", "return false;"),
     # ---- dead descriptors
