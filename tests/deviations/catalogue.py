@@ -137,7 +137,7 @@ DEVIATIONS = [
     ("a fresh stamp is tried ten times only", PRIVATE + "LogFileRotation.cpp", "attempt < sequenceCount", "attempt < 10"),
     ("one closed standard descriptor is guarded", PRIVATE + "LogFileStream.cpp", "std::array<int, STDERR_FILENO + 1> placeholders{-1, -1, -1};", "std::array<int, 1> placeholders{-1};"),
     ("a filter that forbids renameat2 empties the file", PRIVATE + "LogFileRotation.cpp", "error == EROFS;", "error == EROFS || error == EPERM;"),
-    ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (Reserve(to)) {", "errno = 0;\n  if (false) {"),
+    ("a name is looked at only where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "return LogFileStream::Open(name, LogFileStream::Existing::Refuse) != nullptr;", "errno = name.empty() ? EEXIST : 0;\n  return false;"),
     ("a rename that failed leaves an empty file", PRIVATE + "LogFileRotation.cpp", "    (void)unlink(to.c_str());\n", ""),
     ("a directory stays where renameat2 is refused", PRIVATE + "LogFileRotation.cpp", "if (error != ENOTDIR) return false;", "return false;"),
     # ---- dead descriptors
