@@ -27,6 +27,11 @@ extern "C" ssize_t __wrap_readlink(const char* path, char* target, size_t size) 
   return -1;
 }
 
+// The leak checker asks this when the process ends; it cannot work without /proc.
+extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
+  return 1;
+}
+
 int main(int argc, char** argv) {
   const std::string_view fate = argc == 2 ? argv[1] : "";
   const std::string executable = argv[0];
