@@ -56,13 +56,12 @@ bool RenameWithoutReplacing(const std::string& from, const std::string& to) {
 }
 
 void RenameFinished(const std::string& path) {
-  const std::string stem = path.substr(0, path.size() - logSuffix.size());
-  std::string end = "-" + std::to_string(getpid());
-  end += logSuffix;
+  const std::string_view stem(path.data(), path.size() - logSuffix.size());
   for (int sequence = 0; sequence < sequenceCount; ++sequence) {
-    std::string name = stem + "_" + Milliseconds() + "-";
-    name += std::to_string(sequenceCount + sequence).substr(1);
-    name += end;
+    std::string name(stem);
+    name.append("_").append(Milliseconds()).append("-");
+    name.append(std::to_string(sequenceCount + sequence), 1);
+    name.append("-").append(std::to_string(getpid())).append(logSuffix);
     if (RenameWithoutReplacing(path, name)) return;
     if (errno != EEXIST) break;
   }
