@@ -10,6 +10,7 @@
 #include <system_error>
 #include <thread>
 
+#include "CapturedStandardError.h"
 #include "FacadeState.h"
 #include "FailingCalls.h"
 #include "FakeSleep.h"
@@ -143,6 +144,18 @@ TEST_F(ThreadCreation, StartsAWorkerAndARetentionThreadPerChannel) {
 
   EXPECT_EQ(calls.Of({"thread"}).size(), 4u);
   logger.StopSystem();
+}
+
+// Its exit line has a thread of its own, so that a full standard error cannot
+// hold up the stop.
+TEST_F(ThreadCreation, MayFailForTheExitLineWhichIsWrittenAllTheSame) {
+  ASSERT_TRUE(StartMetrics());
+  const CapturedStandardError standardError;
+  calls.Fail("thread", EAGAIN, 1);
+
+  logger.StopMetricSystem();
+
+  EXPECT_THAT(standardError.Text(), testing::EndsWith("@@@@ METRICS EXIT @@@@\n"));
 }
 
 }  // namespace

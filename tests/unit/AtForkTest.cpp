@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
@@ -14,8 +15,12 @@
 
 #include "FacadeState.h"
 #include "LogCalls.h"
+#include "LogFileStream.h"
+#include "OpenDescriptors.h"
 #include "OpenQueue.h"
 #include "RecentLogCache.h"
+#include "ScratchDir.h"
+#include "Surroundings.h"
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 #include "ZinDirOwnership.h"
@@ -124,6 +129,30 @@ TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
   for (Caller& caller : callers) caller.body.join();
 
   for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_TRUE(callers[i].waited) << steps[i].first;
+}
+
+// A child has no use for them: they would be passed on to its own children, and
+// what the parent removes would stay on the disk.
+TEST(AtFork, ClosesTheParentsLogFilesInTheChildAlone) {
+  SKIP_IF(WhyNoProc());
+  const ScratchDir dir;
+  const auto stream = LogFileStream::Open(dir / "app.log");
+  const auto lost = LogFileStream::Open(dir / "lost.log");
+  // The program has closed this one, and uses its number for a file of its own.
+  const int number = DescriptorsOf(dir / "lost.log").at(0);
+  dir.Write("own.txt", "");
+  const int own = open((dir / "own.txt").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(dup3(own, number, O_CLOEXEC), number);
+
+  const auto exitInChild = [&] {
+    const bool closed = DescriptorsOf(dir / "app.log").empty();
+    const bool kept = DescriptorsOf(dir / "own.txt").size() == 2;
+    std::exit(closed && kept ? 0 : 1);
+  };
+  EXPECT_EXIT(exitInChild(), ExitedWithCode(0), "");
+
+  stream->Write("of the parent");
+  EXPECT_EQ(dir.Read("app.log"), "of the parent");
 }
 
 }  // namespace

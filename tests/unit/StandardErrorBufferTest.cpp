@@ -1,4 +1,6 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <latch>
@@ -134,6 +136,39 @@ TEST(StandardErrorBuffer, ThatLogsWhatItGetsIsGoneAround) {
   const std::string header =
       "[demo] [2026-01-05 09:03:07.042] [1234] [WARN] [alpha_unit:12] [Work]: ";
   EXPECT_EQ(standardError.Text(), header + "once\n" + header + "twice\n");
+}
+
+// Going around it is in vain then, and that is all.
+TEST(StandardErrorBuffer, ThatLogsMayDoSoWhenDescriptorTwoIsClosed) {
+  const CapturedStandardError restoresItLater;
+  LoggingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  ASSERT_EQ(close(STDERR_FILENO), 0);
+
+  WriteToStandardError("lost\n");
+
+  std::cerr.rdbuf(former);
+  EXPECT_THAT(TakeCachedLines(), testing::EndsWith("lost\n"));
+}
+
+class NullBuffer : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    WriteToStandardError(nullptr);
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, ThatPassesANullLineOnWritesNothing) {
+  const CapturedStandardError standardError;
+  NullBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+
+  WriteToStandardError("line\n");
+
+  EXPECT_TRUE(std::cerr.good());
+  std::cerr.rdbuf(former);
+  EXPECT_EQ(standardError.Text(), "");
 }
 
 }  // namespace
