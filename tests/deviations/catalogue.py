@@ -262,7 +262,7 @@ DEVIATIONS = [
     ("zinpipe: what its own limits removed is lost", ZINPIPE + "OwnRemovals.cpp", "  Note(file);  // first, so that nobody finds it gone and not noted\n", "  (void)Note;\n"),
     ("zinpipe: what somebody else removed is removed by a limit", ZINPIPE + "OutputFiles.cpp", "if (OwnRemovals::Contain(file.Identity()) && !(isLive && liveIsTold)) {", "if (!(isLive && liveIsTold)) {"),
     ("zinpipe: a new file begun by a signal keeps all the old ones", ZINPIPE + "Delivery.cpp", "    RemoveExcessFiles(options.directory, options.fileName, options.keepFiles);\n", ""),
-    ("zinpipe: the logger goes on in a file that was finished by a signal", ZINPIPE + "LiveFile.cpp", "  (void)syscall(SYS_close, writer);\n", ""),
+    ("zinpipe: the logger goes on in a file that was finished by a signal", ZINPIPE + "LiveFile.cpp", "  TakeAway(writer);\n", "  (void)TakeAway;\n"),
     ("zinpipe: the lock comes with the first line", ZINPIPE + "NameLock.cpp", "other.l_type != F_UNLCK", "other.l_type == F_WRLCK"),
     ("zinpipe: all names of a directory have one lock", ZINPIPE + "NameLock.cpp", "hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;", "hash = c == '.' ? hash + 0U : hash;"),
     ("zinpipe: ignored signals are taken", ZINPIPE + "Signals.cpp", "if (!IsIgnored(number)) sigaddset", "if (!IsIgnored(-1)) sigaddset"),

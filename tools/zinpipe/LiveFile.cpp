@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -18,6 +19,8 @@
 #include <stdexcept>
 #include <string_view>
 #include <vector>
+
+#include "Descriptor.h"
 
 namespace {
 
@@ -69,6 +72,23 @@ void RenameFinished(const std::string& path) {
   Fail("cannot rename '" + path + "'", errno);
 }
 
+// Puts something that cannot be written to under the number, which is not to be given
+// to another file while the logger may still try it: it finds out with its next
+// line. What the last call has left there is of no use any more.
+//
+// Not by the C library's functions: the descriptor is that of the logger's thread,
+// and a sanitizer does not see that this one waits until that one is idle.
+void TakeAway(int descriptor) {
+  static int takenAway = -1;
+  if (takenAway >= 0) (void)syscall(SYS_close, takenAway);
+  takenAway = -1;
+  const Descriptor nothing(epoll_create1(EPOLL_CLOEXEC));
+  if (!nothing.IsOpen()) return;
+  if (syscall(SYS_dup3, nothing.Number(), descriptor, O_CLOEXEC) == descriptor) {
+    takenAway = descriptor;
+  }
+}
+
 }  // namespace
 
 int WriterOf(const FileIdentity& file) {
@@ -81,8 +101,7 @@ int WriterOf(const FileIdentity& file) {
     const int flags = fcntl(number, F_GETFL);
     if (flags < 0 || (flags & O_ACCMODE) != O_WRONLY) continue;
     struct stat status {};
-    // Not fstat, nor close below: the descriptor is that of the logger's thread, and
-    // a sanitizer does not see that this one waits until that one is idle.
+    // Not fstat: see TakeAway.
     if (fstatat(number, "", &status, AT_EMPTY_PATH) == 0 && FileIdentity(status) == file) {
       return number;
     }
@@ -97,7 +116,7 @@ void BeginNewFile(const std::string& directory, const std::string& fileName,
   const std::string path = directory + "/" + fileName;
   struct stat there {};
   if (lstat(path.c_str(), &there) == 0) RenameFinished(path);
-  (void)syscall(SYS_close, writer);
+  TakeAway(writer);
 }
 
 void GoOnAtTheEnd(const FileIdentity& current) {

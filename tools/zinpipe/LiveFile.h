@@ -10,8 +10,8 @@
 int WriterOf(const FileIdentity& file);
 
 // Lets the logger, which begins a new file by size alone, go on in a new one:
-// what stands under the name is renamed as the logger does it, and the logger's
-// own descriptor is closed. It finds that out with its next line, and begins a new
+// what stands under the name is renamed as the logger does it, and its own
+// descriptor is taken away. It finds that out with its next line, and begins a new
 // file for it. It must have nothing to write meanwhile. Throws std::runtime_error
 // with the reason; then all is as it was.
 void BeginNewFile(const std::string& directory, const std::string& fileName,
