@@ -71,7 +71,7 @@ TEST(TrimDirToLimits, DeletesNoMoreForASizeThatEqualsItsLimit) {
 TEST(TrimDirToLimits, TakesManyFilesOfOneSecond) {
   const ScratchDir dir;
   std::vector<ScratchDir::LogFile> dated;
-  for (int i = 0; i < 200; ++i) dated.push_back({"f" + std::to_string(i) + ".log", 100});
+  for (int i = 0; i < 200; ++i) dated.push_back({std::to_string(i).append(".log"), 100});
   const auto files = dir.AddLogs(dated);
 
   TrimByCount(files, 150);
