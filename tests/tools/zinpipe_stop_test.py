@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, need_proc,
+from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, content_if_there, counts, need_proc,
                              numbered_lines, wait_until)
 
 
@@ -22,11 +22,8 @@ class Signals(ZinpipeTest):
             lambda: os.path.exists(self.dir) and self.written().endswith(text)))
 
     def contents(self):
-        found = {}
-        for name in os.listdir(self.dir):
-            with open(os.path.join(self.dir, name), "rb") as stream:
-                found[name] = stream.read()
-        return found
+        return {name: content_if_there(os.path.join(self.dir, name))
+                for name in os.listdir(self.dir)}
 
     def test_a_stop_signal_writes_what_was_sent_and_ends(self):
         text = numbered_lines(20000)

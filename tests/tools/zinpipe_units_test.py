@@ -9,7 +9,8 @@ import subprocess
 import sys
 import unittest
 
-from zinpipe_support import HANG_SECONDS, ZINPIPE, ZinpipeTest, counts, wait_until
+from zinpipe_support import (HANG_SECONDS, ZINPIPE, ZinpipeTest, content_if_there, counts,
+                             wait_until)
 
 PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/OPERATORS.md")
 
@@ -79,11 +80,7 @@ class Units(ZinpipeTest):
         names = os.listdir(directory) if os.path.exists(directory) else []
         # Finished files by their time, the one being written last.
         names.sort(key=lambda name: (name == "myservice.log", name))
-        text = b""
-        for name in names:
-            with open(os.path.join(directory, name), "rb") as stream:
-                text += stream.read()
-        return text
+        return b"".join(content_if_there(os.path.join(directory, name)) for name in names)
 
     def await_lines(self, count):
         self.assertTrue(wait_until(lambda: self.written().count(b"\n") >= count))
