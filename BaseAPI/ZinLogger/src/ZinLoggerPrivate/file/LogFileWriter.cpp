@@ -9,7 +9,6 @@
 #include "FileModes.h"
 #include "MakeDirs.h"
 #include "Probes.h"
-#include "Retention.h"
 #include "ZinDir.h"
 #include "ZinDirOwnership.h"
 

@@ -77,4 +77,9 @@ class LogFileWriter {
   void ForgetLostFiles();
 };
 
+// Removes the oldest rotated siblings of the writer's live file beyond its keep
+// count, in the sub-directory `streamKey` ("": the writer's directory itself).
+// The live file stays. Runs on the writer's worker thread.
+void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey);
+
 #endif  // ZIN_LOG_FILE_WRITER_H
