@@ -261,9 +261,9 @@ Value SomeValue(Chance& chance, const Plan::Need& need) {
 }
 
 CallBounds SomeBounds(Chance& chance) {
-  constexpr std::size_t large = 160;
+  constexpr std::size_t large = 128;
   CallBounds bounds{large, large - 1, static_cast<int>(chance.Below(3))};
-  if (chance.OneIn(3)) {
+  if (chance.OneIn(5)) {
     bounds.destMax = chance.Below(48);
     bounds.count = chance.OneIn(4) ? chance.Below(48) : bounds.destMax - 1;
   }
