@@ -135,7 +135,7 @@ void LogUntilStopped(const std::stop_token& stop, unsigned thread, unsigned seed
 void StartBoth(const std::string& dir, bool rotates) {
   LogSettings settings;
   if (rotates) settings.fileSizeMiB = 4096;
-  restMicroseconds = rotates ? 4000 : 0;
+  restMicroseconds = rotates ? 20000 : 0;
   StartLogWith(dir, settings);
   StartMetrics(dir + "/metrics");
 }

@@ -38,6 +38,10 @@ void Pause(Random& random, unsigned mostMicroseconds) {
   std::this_thread::sleep_for(std::chrono::microseconds(Below(random, mostMicroseconds)));
 }
 
+bool RotatesAtEachLine(unsigned seed) {
+  return seed % 2 == 0;
+}
+
 // ---- Logged by a buffer of the program's own --------------------------------
 
 // Logs what others print. What came out of the log, with a header, is logged as
@@ -96,9 +100,11 @@ class LoggingBuffer : public std::streambuf {
 
 thread_local std::string LoggingBuffer::threadsLine;
 
-// Half of the lines are another library's, and printed.
+// Half of the lines are another library's, and printed. Where files rotate at each
+// line, they come at a pace that the worker keeps up with while a stop waits for it.
 void PrintAndLog(const std::stop_token& stop, unsigned thread, unsigned seed, Ledger& ledger) {
   Random random(seed + thread);
+  const unsigned mostPause = RotatesAtEachLine(seed) ? 20000 : 500;
   for (std::uint64_t sequence = 0; !stop.stop_requested(); ++sequence) {
     if (random() % 2 == 0) {
       std::cerr << RecordText({0, thread, sequence}) + '\n';
@@ -108,7 +114,7 @@ void PrintAndLog(const std::stop_token& stop, unsigned thread, unsigned seed, Le
     ledger[thread].store(sequence + 1);
     EmitMetric({0, firstMetricsSlot + thread, sequence});
     ledger[firstMetricsSlot + thread].store(sequence + 1);
-    Pause(random, 500);
+    Pause(random, mostPause);
   }
 }
 
@@ -153,7 +159,7 @@ void Redirected(const std::string& dir, Ledger& ledger, unsigned seed) {
     }
     for (int cycle = 0; cycle < 3; ++cycle) {
       Pause(random, 3000);
-      StartBoth(dir, random() % 2 == 0);
+      StartBoth(dir, RotatesAtEachLine(seed));
       Pause(random, 20000);
       StopBoth(random() % 2 == 0);
     }
