@@ -158,12 +158,12 @@ void Redirected(const std::string& dir, Ledger& ledger, unsigned seed) {
       });
     }
     for (int cycle = 0; cycle < 3; ++cycle) {
-      Pause(random, 3000);
+      Pause(random, 30000);
       StartBoth(dir, RotatesAtEachLine(seed));
       Pause(random, 20000);
       StopBoth(random() % 2 == 0);
     }
-    Pause(random, 3000);
+    Pause(random, 30000);
   }
   // What stands in the queues behind the last stop.
   StartBoth(dir, false);
