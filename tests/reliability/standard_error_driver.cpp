@@ -148,7 +148,7 @@ void Redirected(const std::string& dir, Ledger& ledger, unsigned seed) {
   constexpr std::array<Lock, 3> kinds{Lock::None, Lock::WhileItCollects, Lock::WhileItLogs};
   Random random(seed);
   // Never freed: a thread of the library may still be in it at the end.
-  auto* const buffer = new LoggingBuffer(kinds[seed % kinds.size()]);
+  static auto* const buffer = new LoggingBuffer(kinds[seed % kinds.size()]);
   std::streambuf* const former = std::cerr.rdbuf(buffer);
   {
     std::vector<std::jthread> threads;
