@@ -17,6 +17,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <stop_token>
 #include <string>
@@ -159,8 +160,9 @@ int main(int argc, char** argv) {
   const Plugin first(argv[6], visibility);
   first.Start(session.dir + "/first", random() % 2 == 0 ? 1 : 1000);
   session.plugins = {&first};
+  std::optional<Plugin> copy;
   if (argc == 8) {
-    const auto* const second = new Plugin(argv[7], visibility);
+    const Plugin* const second = &copy.emplace(argv[7], visibility);
     // Where both use the first copy, that runs already.
     if (scenario == "local") second->Start(session.dir + "/second", random() % 2 == 0 ? 1 : 1000);
     session.plugins.push_back(second);
