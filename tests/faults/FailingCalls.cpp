@@ -41,6 +41,11 @@ struct Account {
   gid_t group;
 };
 
+struct Disk {
+  std::size_t room = 0;  // bytes, before the writes that fail
+  int failures = 0;      // 0: there is room for everything
+};
+
 struct State {
   std::mutex mutex;
   bool active = false;
@@ -49,6 +54,7 @@ struct State {
   bool fakesAccounts = false;
   std::optional<Account> account;
   std::optional<std::int64_t> milliseconds;  // of the coarse clock
+  Disk disk;
   std::map<DIR*, std::string> openDirectories;
 };
 
@@ -83,6 +89,19 @@ Verdict Judge(const std::string& name, const std::string& arguments) {
   }
   if (action) action();
   return verdict;
+}
+
+void AskDisk(std::size_t size, Verdict& verdict) {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Disk& disk = Shared().disk;
+  if (disk.failures == 0) return;
+  if (disk.room == 0) {
+    --disk.failures;
+    verdict.error = ENOSPC;
+  } else {
+    verdict.takenBytes = std::min(size, disk.room);
+    disk.room -= *verdict.takenBytes;
+  }
 }
 
 // The errno with which the call is to fail, or 0.
@@ -145,6 +164,7 @@ FailingCalls::~FailingCalls() {
   state.fakesAccounts = false;
   state.account.reset();
   state.milliseconds.reset();
+  state.disk = {};
 }
 
 void FailingCalls::Fail(const std::string& name, int error, int which) {
@@ -157,6 +177,11 @@ void FailingCalls::FailFrom(const std::string& name, int error, int first) {
 
 void FailingCalls::ShortenWrite(std::size_t bytes, int which) {
   AddFault({"write", which, false, 0, bytes, nullptr});
+}
+
+void FailingCalls::FillDisk(std::size_t bytes, int failures) {
+  const std::lock_guard<std::mutex> lock(Shared().mutex);
+  Shared().disk = {bytes, failures};
 }
 
 void FailingCalls::Before(const std::string& name, std::function<void()> action, int which) {
@@ -228,7 +253,8 @@ long __wrap_syscall(long number, ...) {
   va_end(list);
   if (number == SYS_write) {
     const auto size = static_cast<std::size_t>(values[2]);
-    const Verdict verdict = Judge("write", std::to_string(size));
+    Verdict verdict = Judge("write", std::to_string(size));
+    AskDisk(size, verdict);
     if (verdict.error != 0) return Failed(verdict.error, -1L);
     values[2] = static_cast<long>(std::min(size, verdict.takenBytes.value_or(size)));
   }

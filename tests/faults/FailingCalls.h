@@ -33,6 +33,10 @@ class FailingCalls {
   // The `which`-th write from now on takes only the first `bytes` bytes.
   void ShortenWrite(std::size_t bytes, int which = 1);
 
+  // From now on, writes find room for so many bytes; then as many fail for lack of
+  // room, and from there on there is enough again.
+  void FillDisk(std::size_t bytes, int failures);
+
   // Runs `action` just before the `which`-th call of this name from now on: what
   // another process or thread does in that moment.
   void Before(const std::string& name, std::function<void()> action, int which = 1);
