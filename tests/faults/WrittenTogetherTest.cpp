@@ -273,7 +273,7 @@ class RandomRuns : public testing::TestWithParam<int> {
     const std::size_t longest[] = {3, 300, 3'000, 30'000, 90'000};
     const std::size_t length = 1 + Below(longest[Below(std::size(longest))]);
     std::string line = previous.substr(0, Below(length));
-    while (line.size() + 1 < length) line += static_cast<char>('a' + Below(26));
+    if (line.size() + 1 < length) line.resize(length - 1, static_cast<char>('a' + Below(26)));
     line += Below(20) == 0 ? '.' : '\n';
     return previous = line;
   }

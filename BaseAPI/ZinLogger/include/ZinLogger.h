@@ -15,9 +15,9 @@
 //   [demo] [2026-01-05 09:03:07.042] [1234] [INFO] [main.cpp:6] [main]: listening on port 8080
 //
 // The road of a line: Log formats it in the caller's thread and puts it into a
-// bounded queue; a worker thread appends it to the file with one write, rotates
-// the file by size and removes the oldest rotated files; a second thread keeps
-// the whole directory within its limits, once a minute.
+// bounded queue; a worker thread appends it to the file, together with others that
+// wait for the same one, rotates the file by size and removes the oldest rotated
+// files; a second thread keeps the whole directory within its limits, once a minute.
 //
 // What can be lost: a caller never waits for the disk. A line that finds the
 // queue full is dropped, and nobody is told. So are the lines that are still
