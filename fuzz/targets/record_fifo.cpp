@@ -1,9 +1,9 @@
 // The records of a queue against a list of pairs.
 //
 // Input: one step a line. a<key>|<line> appends a record; b<line> one that begins
-// like the line before it; r<count>*<line> several, numbered at their end, and
-// n<count>*<line> at their beginning, so that they share nothing; t<count> takes;
-// m appends an exit marker, d drops all of them, c clears.
+// like the line before it; l<bytes> takes a run of so many bytes before its last line;
+// r<count>*<line> several, numbered at their end, and n<count>*<line> at their beginning, so that
+// they share nothing; t<count> takes; m appends an exit marker, d drops all of them, c clears.
 #include <deque>
 
 #include "Expect.h"
@@ -34,6 +34,9 @@ class Trial {
         break;
       case 't':
         for (long i = NumberIn(argument, 1000); i > 0; --i) Take();
+        break;
+      case 'l':
+        TakeRun(static_cast<std::uint64_t>(NumberIn(argument, 100'000)));
         break;
       case 'm':
         Append("", "");
@@ -97,7 +100,33 @@ class Trial {
     model.pop_front();
   }
 
+  void TakeRun(std::uint64_t mostBytes) {
+    RecordFifo::Memory memory;
+    RecordFifo::TakeResult result = fifo.Take(run.Begin(), memory);
+    if (result == RecordFifo::TakeResult::LacksRoom) {
+      memory.Provide(run.Begin());
+      result = fifo.Take(run.Begin(), memory);
+    }
+    ExpectEqual("something was taken", !model.empty(), result == RecordFifo::TakeResult::Taken);
+    if (model.empty()) return;
+    fifo.TakeAlong(run, mostBytes, memory);
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < run.LineCount(); ++i) {
+      ExpectEqual("the key", model.front().first, run.Key());
+      ExpectEqual("the line", model.front().second, std::string(run.Line(i)));
+      if (i > 0) ExpectEqual("may go on", true, bytes <= mostBytes && !run.Line(i).empty());
+      bytes += model.front().second.size();
+      model.pop_front();
+    }
+    const bool isAtItsEnd = model.empty() || model.front().second.empty() ||
+                            model.front().first != run.Key() || bytes > mostBytes ||
+                            !run.HasRoomFor(model.front().second.size());
+    ExpectEqual("takes all that it may", true, isAtItsEnd);
+    fifo.CountTaken(run.LineCount() - 1);
+  }
+
   RecordFifo fifo;
+  LineRun run;
   std::deque<LogRecord> model;
   std::string latest;
   std::uint64_t appended = 0;
