@@ -9,6 +9,7 @@ FACADE = "ZinLogger/src/ZinLogger/"
 DIR = "ZinLogger/src/unix/ZinDir/"
 MACROS = "ZinLogger/include/ZinLoggerMacros.h"
 ZINPIPE = "../tools/zinpipe/"
+FORMAT = "ZinSafeString/src/PlainFormat.cpp"
 
 DEVIATIONS = [
     # ---- line format
@@ -26,6 +27,23 @@ DEVIATIONS = [
     ("sequence in the stamp has two digits", PRIVATE + "line/LineFormat.cpp", "%.3d-%.3d-%d", "%.3d-%.2d-%d"),
     ("the metrics name has no process id", PRIVATE + "file/MetricsNames.cpp", 'std::to_string(ZinGetProcessId())', 'std::to_string(0)'),
     ("a header is measured with one number only", PRIVATE + "line/LineFormat.cpp", "longestNumber + longestNumber;", "longestNumber;"),
+    # ---- formatter
+    ("two equally near numbers round up", FORMAT, "(rest == denominator / 2 && isOdd)", "(rest == denominator / 2 && (isOdd || magnitude > 0))"),
+    ("the even one of two whole numbers is taken for odd", FORMAT, "((result.whole * powerOfTen + result.decimals) & 1) != 0", "(result.decimals & 1) != 0"),
+    ("decimals that round up to a whole number stay decimals", FORMAT, "    result.decimals = 0;\n    ++result.whole;\n", "    result.decimals = 0;\n"),
+    ("numbers round to the nearest in every rounding mode", FORMAT, " || std::fegetround() != FE_TONEAREST", ""),
+    ("the point is a dot in every locale", FORMAT, "return point[0] == '.' && point[1] == '\\0';", "return point != nullptr;"),
+    ("numbers from 2^64 on are formatted here", FORMAT, "magnitude < 0x1p64", "magnitude <= 0x1p64"),
+    ("the zero of a negative number loses its sign", FORMAT, "std::signbit(value) ? 1 : 0", "value < 0 ? 1 : 0"),
+    ("zeros fill a number that stands at the left", FORMAT, "} else if (conversion.zeros && !conversion.left) {", "} else if (conversion.zeros) {"),
+    ("zeros come before the sign", FORMAT, "least = width - std::min(width, prefix.size());", "least = width;"),
+    ("a zero without digits is shown", FORMAT, "    if (least == 0 && digits == \"0\") digits = {};\n", ""),
+    ("a string is read beyond its precision", FORMAT, "    most = std::min(most, static_cast<std::size_t>(conversion.precision));\n  }\n  return PutPadded(output, conversion, {}, 0, {text, strnlen(text, most)});", "    most = std::min(most, static_cast<std::size_t>(conversion.precision));\n  }\n  return PutPadded(output, conversion, {}, 0, {text, std::min(most, strlen(text))});"),
+    ("a negative width stands at the right", FORMAT, "conversion.left = conversion.left || width < 0;", "conversion.left = conversion.left || width == 0;"),
+    ("a short number keeps its upper bits", FORMAT, "return static_cast<short>(va_arg(values.list, int));", "return va_arg(values.list, int);"),
+    ("what is not formatted here is not formatted at all", "ZinSafeString/src/ZinSafeString.cpp", "if (plain != notPlain) return plain;", "return plain;"),
+    ("text one too long is written", FORMAT, "if (rest.size() > output.Room()) return false;", "if (rest.size() > output.Room() + 1) return false;"),
+    ("a width of five digits is one of four", FORMAT, "mostDigits = 4;", "mostDigits = 5;"),
     # ---- log call
     ("a line at the threshold is dropped", FACADE + "Log.cpp", "level > LoadPlain(state->logLevel)", "level >= LoadPlain(state->logLevel)"),
     ("a line holds 2045 characters", FACADE + "Log.cpp", "longestText = 2046;  // header and message\nstatic_assert(longestText + 2", "longestText = 2045;  // header and message\nstatic_assert(longestText + 3"),
