@@ -34,7 +34,8 @@ void Call(Formatter& formatter, CallOutcome& outcome, const CallBounds& bounds, 
 std::string Readable(const CallOutcome& outcome) {
   std::string text = "result " + std::to_string(outcome.result) + ", errno " +
                      std::to_string(outcome.error) + ", \"";
-  for (const char byte : outcome.bytes) {
+  constexpr std::size_t mostBytes = 200;
+  for (const char byte : outcome.bytes.substr(0, mostBytes)) {
     if (byte >= ' ' && byte <= '~') {
       text += byte;
       continue;

@@ -311,7 +311,7 @@ void CompareIntegers(const std::string& length) {
       for (const Integer value :
            {least, static_cast<Integer>(least + 1), Integer{-1}, Integer{0}, Integer{1}, Integer{9},
             Integer{10}, static_cast<Integer>(most - 1), most}) {
-        EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), value))
+        ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), value))
             << format << comparison.Describe();
       }
     });
@@ -342,9 +342,9 @@ TEST(PlainFormat, WritesNumbersWithAPointAsTheCLibraryDoes) {
             2.5,         9.5,          0.999999951, 3.14159,
             1234567.891, 0x1p51 + 0.5, 0x1p53,      0x1p64,
             1e22,        1e308,        infinity,    std::numeric_limits<double>::quiet_NaN()}) {
-        EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), value))
+        ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), value))
             << format << comparison.Describe();
-        EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), -value))
+        ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), -value))
             << format << comparison.Describe();
       }
     });
@@ -358,19 +358,19 @@ TEST(PlainFormat, WritesStringsAndCharactersAsTheCLibraryDoes) {
   ForEachConversion("s", [&](const std::string& format) {
     for (const char* const text :
          {"", "a", "alpha", "a text of more than twenty characters", noText}) {
-      EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), text))
+      ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), text))
           << format << comparison.Describe();
     }
   });
   ForEachConversion("p", [&](const std::string& format) {
     for (const char* const pointer : {"a", noText}) {
-      EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), pointer))
+      ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), pointer))
           << format << comparison.Describe();
     }
   });
   ForEachConversion("c", [&](const std::string& format) {
     for (const int character : {0, int{'a'}, 255, 256, -1}) {
-      EXPECT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), character))
+      ASSERT_TRUE(comparison.Agrees(ampleBounds, format.c_str(), character))
           << format << comparison.Describe();
     }
   });
