@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <iostream>
 #include <latch>
 #include <mutex>
@@ -9,6 +10,7 @@
 #include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <thread>
 
 #include "CapturedStandardError.h"
 #include "JoiningThread.h"
@@ -16,6 +18,8 @@
 #include "StandardError.h"
 
 // A buffer of the program's own in std::cerr.
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -108,12 +112,15 @@ TEST(StandardErrorBuffer, IsLeftToTheThreadInsideThatWaitsForTheCaller) {
     other.emplace([] { WriteToStandardError("in the buffer\n"); });
     buffer.isEntered.wait();
 
+    const auto start = std::chrono::steady_clock::now();
     LogText(INFO, "around it");
+    LogText(INFO, "again");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 3500ms);  // a second each
 
     // The other one goes on when the lock is released, before it is joined.
   }
   std::cerr.rdbuf(former);
-  EXPECT_EQ(standardError.Text(), infoHeader + "around it\n");
+  EXPECT_EQ(standardError.Text(), infoHeader + "around it\n" + infoHeader + "again\n");
 }
 
 // A buffer that logs what it gets.
@@ -136,6 +143,35 @@ TEST(StandardErrorBuffer, ThatLogsWhatItGetsIsGoneAround) {
   const std::string header =
       "[demo] [2026-01-05 09:03:07.042] [1234] [WARN] [alpha_unit:12] [Work]: ";
   EXPECT_EQ(standardError.Text(), header + "once\n" + header + "twice\n");
+}
+
+// The thread that is inside need not wait for itself, a second with each line.
+TEST(StandardErrorBuffer, ThatLogsWhatItGetsIsGoneAroundAtOnce) {
+  const CapturedStandardError standardError;
+  LoggingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  const auto start = std::chrono::steady_clock::now();
+  for (int line = 0; line < 3; ++line) WriteToStandardError("line\n");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms);
+  std::cerr.rdbuf(former);
+}
+
+class SlowBuffer : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    std::this_thread::sleep_for(100ms);
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, IsWaitedForUntilItHasTheLineAndNoLonger) {
+  SlowBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  const ShortWaitForStandardError shortWait;
+  for (int line = 0; line < 3; ++line) WriteToStandardError("line\n");
+  EXPECT_GE(shortWait.Waited(), 290ms);
+  EXPECT_LT(shortWait.Waited(), 2500ms);  // a second each without a word from the writer
+  std::cerr.rdbuf(former);
 }
 
 // Going around it is in vain then, and that is all.

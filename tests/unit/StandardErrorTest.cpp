@@ -191,6 +191,7 @@ TEST(StandardError, PassesOnAnExceptionThatIsNotAStreams) {
   std::cerr.exceptions(std::ios_base::badbit);
 
   EXPECT_THROW(WriteToStandardError("lost"), std::length_error);
+  EXPECT_TRUE(std::cerr.bad());
 
   std::cerr.exceptions(std::ios_base::goodbit);
   std::cerr.rdbuf(former);
