@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -172,6 +173,60 @@ TEST(StandardErrorBuffer, IsWaitedForUntilItHasTheLineAndNoLonger) {
   EXPECT_GE(shortWait.Waited(), 290ms);
   EXPECT_LT(shortWait.Waited(), 2500ms);  // a second each without a word from the writer
   std::cerr.rdbuf(former);
+}
+
+// Notes which thread writes.
+class NotingBuffer : public std::streambuf {
+ public:
+  std::thread::id writer;
+
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    writer = std::this_thread::get_id();
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, IsWrittenByTheCallersThreadUnlessThatHasAskedForAShortWait) {
+  NotingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  {
+    const ShortWaitForStandardError shortWait;
+    WriteToStandardError("line\n");
+    EXPECT_NE(buffer.writer, std::this_thread::get_id());
+  }
+  WriteToStandardError("line\n");
+  EXPECT_EQ(buffer.writer, std::this_thread::get_id());
+  std::cerr.rdbuf(former);
+}
+
+// A child that goes on from within the buffer, as one that puts a buffer of its
+// own in this one's place.
+class ForkingBuffer : public std::streambuf {
+ public:
+  bool childsBufferIsUsed = false;
+
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    const pid_t child = fork();
+    if (child == 0) {
+      NotingBuffer own;
+      std::cerr.rdbuf(&own);
+      WriteToStandardError("of the child\n");
+      _exit(own.writer == std::this_thread::get_id() ? 0 : 1);
+    }
+    int status = -1;
+    childsBufferIsUsed = waitpid(child, &status, 0) == child && status == 0;
+    return size;
+  }
+};
+
+TEST(StandardErrorBuffer, OfAChildThatWasMadeWithinTheParentsIsUsed) {
+  ForkingBuffer buffer;
+  std::streambuf* const former = std::cerr.rdbuf(&buffer);
+  WriteToStandardError("line\n");
+  std::cerr.rdbuf(former);
+  EXPECT_TRUE(buffer.childsBufferIsUsed);
 }
 
 // Going around it is in vain then, and that is all.
