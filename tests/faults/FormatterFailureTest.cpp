@@ -10,7 +10,8 @@
 #include "ZinLogger.h"
 #include "ZinLoggerPrivate.h"
 
-// A formatter that fails, as that of the C library does for a text of two GiB.
+// A formatter that fails, as that of the C library does for a text of two GiB. It is
+// asked for what the library does not format by itself: a number with a plus sign.
 
 namespace {
 bool formatterFails = false;
@@ -48,7 +49,7 @@ TEST(FailingFormatter, LeavesTheHeaderOfAMessageThatItCannotFormat) {
   (void)queue.Take();
   formatterFails = true;
 
-  logger->Log("src/alpha_unit", 12, "Work", " ", "", INFO, "hello");
+  logger->Log("src/alpha_unit", 12, "Work", " ", "", INFO, "hello %+d", 1);
 
   EXPECT_EQ(queue.Take().second,
             "[demo] [2026-01-05 09:03:07.042] [1234] [INFO] [alpha_unit:12] [Work]: ");

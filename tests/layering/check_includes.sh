@@ -51,6 +51,8 @@ find "${folders[@]}" -type f \( -name '*.h' -o -name '*.cpp' \) -print0 | sort -
       allowed["RecentLogCache.h", "ZinForkMutex.h"] = 1
       allowed["ZinDirOwnership.h", "ZinForkMutex.h"] = 1
       allowed["LogFileWriter.h", "LogFileStream.h"] = 1
+      allowed["LogFileWriter.h", "LineRun.h"] = 1
+      allowed["RecordFifo.h", "LineRun.h"] = 1
       allowed["LineFormat.h", "ZinLogger.h"] = 1
       allowed["SelfLog.h", "ZinLogger.h"] = 1
       allowed["ZinLoggerMacros.h", "ZinLogger.h"] = 1

@@ -202,6 +202,15 @@ def damage(account, cut_inside=0, cut_tails=0, disorder=0):
     return None
 
 
+def split_standard_error(path):
+    """Two files of one: lines with a header, and those of the metrics channel."""
+    log, metrics = path.with_suffix(".log"), path.with_suffix(".metrics")
+    with open(path, "rb") as lines, open(log, "wb") as to_log, open(metrics, "wb") as to_metrics:
+        for line in lines:
+            (to_metrics if line.startswith(b"rec ") else to_log).write(line)
+    return log, metrics
+
+
 def count_of(account, stream):
     return account["streams"].get(stream, {"count": 0})["count"]
 

@@ -130,7 +130,9 @@ int main(int argc, char** argv) {
   std::thread(LogReports).detach();
   isWatching = true;
 
-  // Before anything that is built on first use has been used.
+  // Before anything that is built on first use has been used: for a fork, for a
+  // log call.
+  ForkAndLog(directory);
   Logger().Log("Probe.cpp", 1, "Probe", " ", "", INFO, "before the start");
   StartLog(directory);
   StartMetrics(directory + "/metrics");

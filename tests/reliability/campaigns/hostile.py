@@ -2,7 +2,7 @@
 
 import re
 
-from harness import LedgerView, Tally, count_of, damage, gaps_of
+from harness import LedgerView, Tally, count_of, damage, gaps_of, split_standard_error
 
 STATUSES = {
     ("closed-streams", 3): "a log file is open for writing as a standard stream",
@@ -81,6 +81,77 @@ def neighbours_once(stage, lines):
     return problem, 4 * lines - sum(count_of(account, f"{w}.0") for w in range(4))
 
 
+FIRST_METRICS_SLOT = 10
+MEMORY_SLOT = 20
+ANY_ORDER = 10**9  # a line of a stopped channel is on standard error
+
+
+def play_with_error(stage, program, arguments, keys):
+    """Runs a driver that logs to both channels while they start and stop, and
+    gives its run, ledger, and the accounts of its log and metrics lines, wherever
+    they went."""
+    where = stage.fresh_dir()
+    ledger = LedgerView(where / "ledger")
+    with open(where / "stderr.txt", "wb") as err:
+        run = stage.run([stage.program(program), where / "log", where / "ledger", *arguments], stderr=err)
+    log_error, metrics_error = split_standard_error(where / "stderr.txt")
+    folders = [folder for folder in (where / "log" / key for key in ("", *keys)) if folder.is_dir()]
+    log = stage.check(program, *folders, log_error)
+    metrics = stage.check(None, where / "log/metrics", metrics_error)
+    children = {int(folder.name.split("-")[1]): stage.check(program, folder)
+                for folder in (where / "log").glob("child-*")}
+    stage.remove(where)
+    return run, ledger, log, metrics, children
+
+
+def lost_of(ledger, accounts, slots):
+    return sum(ledger[s] - sum(count_of(a, f"0.{s}") for a in accounts) for s in slots)
+
+
+def doubled_of(ledger, accounts, slots):
+    """A line in two places is no line of another's."""
+    return [s for s in slots if sum(count_of(a, f"0.{s}") for a in accounts) > ledger[s]]
+
+
+def judge(run, ledger, log, metrics, slots, most_lost):
+    """The problem, and how many lines are missing."""
+    lost = lost_of(ledger, (log, metrics), slots)
+    problem = run.ended_badly() or damage(log, disorder=ANY_ORDER) or damage(metrics, disorder=ANY_ORDER)
+    if not all(ledger[s] for s in slots):
+        problem = problem or "a thread did not log"
+    if doubled_of(ledger, (log, metrics), slots):
+        problem = problem or "lines in two places"
+    return problem or (f"{lost} lines lost" if lost > most_lost else None), lost
+
+
+def standard_error_once(stage, scenario, seed, most_lost):
+    run, ledger, log, metrics, _ = play_with_error(stage, "standard_error_driver", [scenario, str(seed)], ("sub",))
+    slots = [first + t for first in (0, FIRST_METRICS_SLOT) for t in range(4)]
+    return judge(run, ledger, log, metrics, slots, most_lost)
+
+
+def allocator_once(stage, seed):
+    keys = ("memory", "net", "a-key-that-is-longer-than-a-short-string")
+    run, ledger, log, metrics, children = play_with_error(stage, "logging_allocator_driver", [str(seed)], keys)
+    slots = [*range(3), *range(FIRST_METRICS_SLOT, FIRST_METRICS_SLOT + 3), MEMORY_SLOT]
+    problem, lost = judge(run, ledger, log, metrics, slots, 7 * 5)
+    for round_ in range(5):
+        count = count_of(children[round_], f"{round_ + 1}.0") if round_ in children else 0
+        problem = problem or (None if count == 10 else f"a child lost {10 - count} of 10 lines")
+    return problem, lost
+
+
+def seeded(stage, fault, allowed, runs, function, clean, jobs):
+    """One row of runs that differ by a seed."""
+    tally = Tally(fault, allowed)
+    most = total = 0
+    for problem, lost in stage.each(function, range(1, runs + 1), jobs):
+        tally.add(problem)
+        most, total = max(most, lost), total + lost
+    tally.seen = f"{total}, at most {most} a run" if total else "0"
+    return tally.row(clean)
+
+
 def rows(stage):
     few = stage.count(50, 3)
     yield simple(stage, "standard streams closed before the start, rotating", "closed-streams", few, 500,
@@ -110,6 +181,20 @@ def rows(stage):
     tally.runs *= loads
     tally.seen = str(lost)
     yield tally.row("clean")
+
+    # Many at a time: a process of this kind mostly waits.
+    moment = "in the moment of a stop, a line of each thread"
+    yield seeded(stage, "std::cerr is a buffer that logs; threads print and log, both channels start and stop",
+                 moment, stage.count(200, 12), lambda seed: standard_error_once(stage, "redirected", seed, 4 * 2 * 3),
+                 "stops end, no line twice", jobs=8)
+    yield seeded(stage, "standard error is a full pipe that nobody reads", "none", stage.count(200, 12),
+                 lambda seed: standard_error_once(stage, "full", seed, 0), "starts, calls, stops and exit end", jobs=8)
+    allocator = "operator new and delete log from another thread and wait; keys, rotations, restarts, forks"
+    if stage.sanitizers:
+        yield Tally(allocator, moment).skipped("a child inherits the locks of the sanitizer's allocator")
+    else:
+        yield seeded(stage, allocator, moment, stage.count(200, 8), lambda seed: allocator_once(stage, seed),
+                     "no memory used under a lock", jobs=4)
 
     tally = Tally("four processes write the same file name", "not promised: measured")
     most = total = 0

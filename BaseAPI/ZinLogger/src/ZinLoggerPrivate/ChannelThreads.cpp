@@ -60,11 +60,18 @@ void ZinLoggerPrivate::LogWorkTask(std::string fileName, std::string directory, 
   const std::uint64_t sizeLimit = std::uint64_t{static_cast<unsigned>(fileSizeMiB) & sizeLimitMask}
                                   << bytesPerMiBShift;
   LogFileWriter writer(std::move(fileName), std::move(directory), keepFiles, sizeLimit);
-  LogRecord record;
+  LineRun run;
   for (;;) {
-    queue.WaitPop(generation, record);
-    if (record.second.empty()) break;
-    writer.WriteLine(record.first, record.second);
+    queue.WaitPop(generation, run.Begin());
+    if (run.Text().empty()) break;
+    OpenLogFile* file = writer.FileFor(run.Key());
+    const bool moreWait = queue.TakeAlong(generation, run, writer.BytesBeforeLastLine(file));
+    while (!run.IsDone()) {
+      file = writer.WriteSome(file, run);
+      queue.MarkWritten(generation, run);
+    }
+    writer.RotateIfFull(file, run.Key());
+    if (!moreWait) queue.LetRecordsGather();
   }
   // Deliberate: before the files are closed, so that nobody waits for that.
   queue.MarkStopped(generation);

@@ -7,8 +7,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -139,7 +141,10 @@ int ZinChownDirAndFirstDepthFiles(const char* dir, const char* owner) {
 }
 
 FailedOwnerNames& FailedOwnerNames::Instance() {
-  static FailedOwnerNames& instance = *new FailedOwnerNames;
+  // Not from operator new: that may be the program's own, and log. A fork may be
+  // the first to come here, with all other locks held.
+  alignas(FailedOwnerNames) static std::byte memory[sizeof(FailedOwnerNames)];
+  static FailedOwnerNames& instance = *new (memory) FailedOwnerNames;
   return instance;
 }
 

@@ -68,6 +68,20 @@ class BlockingQueue {
   // generation is over, or nothing is left in a queue that no longer runs.
   void WaitPop(Generation worker, LogRecord& record);
 
+  // Takes what waits for the same file along with a record that WaitPop has put
+  // into `run`, up to the line with which its text exceeds `mostBytes`, and not an
+  // exit marker. False: nothing else waits.
+  //
+  // What is taken along goes on counting against the capacity, until MarkWritten
+  // finds that it is done: one record is begun, all others wait.
+  bool TakeAlong(Generation worker, LineRun& run, std::uint64_t mostBytes);
+  void MarkWritten(Generation worker, LineRun& run);
+
+  // Sleeps for a moment, unless many records wait: to be taken one by one, while
+  // their bytes are in another processor's cache, costs callers and worker more
+  // than to be taken together.
+  void LetRecordsGather() const;
+
   // Waits until the queue is no longer running or is started anew, at most 10
   // seconds, of which `spent` are over already. Does not tell which.
   void WaitUntilStopped(std::chrono::milliseconds spent = {});

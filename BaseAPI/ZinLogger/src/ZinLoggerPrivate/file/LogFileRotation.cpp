@@ -2,16 +2,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <string_view>
+#include <vector>
 
 #include "FileModes.h"
 #include "LineFormat.h"
 #include "LogFileStream.h"
 #include "LogFileWriter.h"
 #include "Probes.h"
+#include "Retention.h"
+#include "ZinDir.h"
 
 namespace {
 
@@ -98,4 +102,17 @@ bool LogFileWriter::RotateFile(const std::string& path) {
   // stamp ends here with every rotation.
   (void)chmod(rotatedName.c_str(), unrenamedFileMode);
   return error == ENOENT;
+}
+
+void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey) {
+  const std::string directory = writer.DirectoryOf(streamKey);
+  const std::vector<std::string> oldestFirst = ZinListRotatedFiles(writer.fileName, directory);
+
+  // Deliberate: 32-bit arithmetic, so a keep count far below zero wraps around
+  // and keeps all.
+  const auto excess = static_cast<std::int32_t>(static_cast<std::uint32_t>(oldestFirst.size()) -
+                                                static_cast<std::uint32_t>(writer.keepCount));
+  if (excess <= 0) return;
+  const std::size_t count = std::min(oldestFirst.size(), static_cast<std::size_t>(excess));
+  for (std::size_t i = 0; i < count; ++i) RemoveOldFile(directory + "/" + oldestFirst[i]);
 }

@@ -8,11 +8,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 
-// first: sub-directory key, "" for the channel's directory itself.
-// second: the finished line; empty in an exit marker, which ends the worker.
-using LogRecord = std::pair<std::string, std::string>;
+#include "LineRun.h"
 
 // Bytes. One processor's write to a line of the cache takes it from all others.
 inline constexpr std::size_t cacheLine = 64;
@@ -79,6 +76,13 @@ class RecordFifo {
   // Takes the oldest record. LacksRoom: `record` is too small for it.
   TakeResult Take(LogRecord& record, Memory& memory);
 
+  // Takes the oldest records into `run` as well, as long as they are lines of its key
+  // for which it has room, and its text has at most `mostBytes` before each. They
+  // go on counting as held, until CountTaken.
+  void TakeAlong(LineRun& run, std::uint64_t mostBytes, Memory& memory);
+  void CountTaken(std::uint64_t count);
+  void CountAllBegunAsTaken();
+
   // Makes exit markers that wait count as taken, and passes over them later. For
   // a thread that has both sides to itself.
   void DropExitMarkers();
@@ -90,6 +94,12 @@ class RecordFifo {
   // what DropExitMarkers and Clear removed counts as taken.
   std::uint64_t AppendedCount() const noexcept { return appended.load(std::memory_order_acquire); }
   std::uint64_t TakenCount() const noexcept { return taken.load(std::memory_order_acquire); }
+
+  // Whether a Take would find something.
+  bool IsEmpty() const noexcept {
+    const std::uint64_t count = begun.load(std::memory_order_acquire);  // never passes the other
+    return count == AppendedCount();
+  }
 
  private:
   // What a line can share with the one after it: the first bytes of it, as many
@@ -117,6 +127,7 @@ class RecordFifo {
   static Block* NewBlock(std::size_t size);
   static void DeleteBlocks(Block* first);
   bool MakeRoom(std::size_t size, Memory& memory);
+  bool FindOldest(std::uint64_t count, Encoded& found, Memory& memory);
   Encoded Oldest() const;
   void PassBy(const Encoded& record, Memory& memory);
   void Recycle(Block* first, const Block* next, Memory& memory);
@@ -142,6 +153,7 @@ class RecordFifo {
   std::uint64_t appendedSeen = 0;    // an earlier value of `appended`
   std::uint64_t markersTaken = 0;    // or dropped
   std::uint64_t markersDropped = 0;  // and not yet passed by
+  std::atomic<std::uint64_t> begun{0};  // taken, and those of runs that still count as held
   std::atomic<std::uint64_t> taken{0};
 
   // One empty block on its way back to the appending side, or null.

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "LogFileWriter.h"
 #include "PlainField.h"
 #include "Probes.h"
 #include "ZinDir.h"
@@ -75,13 +74,12 @@ std::uint64_t CountToFree(const std::vector<DatedFile>& oldestFirst, std::uint64
   return count;
 }
 
-// A file that cannot be removed counts as removed.
-void Remove(const std::string& path) {
+}  // namespace
+
+void RemoveOldFile(const std::string& path) {
   const int error = std::remove(path.c_str()) == 0 ? 0 : errno;
   probes::RetentionRemove(path, error);
 }
-
-}  // namespace
 
 void RunRetentionPass(const std::string& directory, const RetentionLimits& limits) {
   std::uint64_t totalBytes = 0;
@@ -113,18 +111,5 @@ void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCo
   }
   const std::uint64_t deletable = oldestFirst.size() - 1;
   const auto count = static_cast<std::size_t>(std::min(excess, deletable));
-  for (std::size_t i = 0; i < count; ++i) Remove(oldestFirst[i].path);
-}
-
-void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey) {
-  const std::string directory = writer.DirectoryOf(streamKey);
-  const std::vector<std::string> oldestFirst = ZinListRotatedFiles(writer.fileName, directory);
-
-  // Deliberate: 32-bit arithmetic, so a keep count far below zero wraps around
-  // and keeps all.
-  const auto excess = static_cast<std::int32_t>(static_cast<std::uint32_t>(oldestFirst.size()) -
-                                                static_cast<std::uint32_t>(writer.keepCount));
-  if (excess <= 0) return;
-  const std::size_t count = std::min(oldestFirst.size(), static_cast<std::size_t>(excess));
-  for (std::size_t i = 0; i < count; ++i) Remove(directory + "/" + oldestFirst[i]);
+  for (std::size_t i = 0; i < count; ++i) RemoveOldFile(oldestFirst[i].path);
 }

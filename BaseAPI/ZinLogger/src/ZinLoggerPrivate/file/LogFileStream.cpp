@@ -83,7 +83,10 @@ std::unique_ptr<LogFileStream> LogFileStream::Open(const std::string& path, Exis
 LogFileStream::LogFileStream(int openDescriptor)
     : descriptor(openDescriptor), lookedAt(CoarseMilliseconds()) {
   struct stat status {};
-  if (fstat(descriptor, &status) == 0) file = {status.st_dev, status.st_ino};
+  if (fstat(descriptor, &status) == 0) {
+    file = {status.st_dev, status.st_ino};
+    isRegularFile = S_ISREG(status.st_mode);
+  }
 
   const std::lock_guard lock(openStreamsMutex);
   nextOpen = openStreams;
@@ -116,7 +119,7 @@ void LogFileStream::CloseAllInChild() {
   openStreamsMutex.UnlockAfterFork();
 }
 
-std::size_t LogFileStream::Write(const std::string& text) noexcept {
+std::size_t LogFileStream::Write(std::string_view text) noexcept {
   const char* next = text.data();
   std::size_t left = text.size();
   while (left > 0) {

@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-class LogFileWriter;
-
 inline constexpr unsigned bytesPerMiBShift = 20;
 inline constexpr std::uint64_t bytesPerMiB = std::uint64_t{1} << bytesPerMiBShift;
 
@@ -36,9 +34,8 @@ void RunRetentionPass(const std::string& directory, const RetentionLimits& limit
 void TrimDirToLimits(const std::vector<std::string>& files, std::uint64_t fileCount,
                      std::uint64_t maxCount, std::uint64_t totalBytes, std::uint64_t maxBytes);
 
-// Removes the oldest rotated siblings of the writer's live file beyond its keep
-// count, in the sub-directory `streamKey` ("": the writer's directory itself).
-// The live file stays. Runs on the writer's worker thread.
-void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey);
+// Removes one file that a limit makes superfluous, and tells a tracer. One that
+// cannot be removed counts as removed.
+void RemoveOldFile(const std::string& path);
 
 #endif  // ZIN_RETENTION_H

@@ -19,6 +19,9 @@ constexpr std::chrono::seconds stopTimeout{10};
 constexpr int mostNaps = 10;
 constexpr std::chrono::microseconds napTime{100};
 
+constexpr std::uint64_t manyRecords = 256;
+constexpr std::chrono::microseconds gatheringTime{50};
+
 }  // namespace
 
 void BlockingQueue::SetCapacity(std::uint64_t newCapacity) {
@@ -29,7 +32,11 @@ void BlockingQueue::SetCapacity(std::uint64_t newCapacity) {
 BlockingQueue::Generation BlockingQueue::Start() {
   const std::scoped_lock bothSides(takingMutex, mutex);
   records.DropExitMarkers();
-  if (!running || stopRequested) ++currentGeneration;
+  if (!running || stopRequested) {
+    ++currentGeneration;
+    // A worker that is held up has no say any more in what it holds.
+    records.CountAllBegunAsTaken();
+  }
   stopRequested = false;
   StorePlain(running, true);
   return currentGeneration;
@@ -116,15 +123,36 @@ bool BlockingQueue::TakeNext(Generation worker, LogRecord& record) {
   return true;
 }
 
-// False: the queue is empty and no longer runs.
+// False: there is nothing to take, and the queue no longer runs.
 bool BlockingQueue::WaitForRecords(Generation worker) {
   for (int nap = 0; nap < mostNaps; ++nap) {
     std::this_thread::sleep_for(napTime);
-    if (Size() != 0) return true;
+    if (!records.IsEmpty()) return true;
   }
   std::unique_lock<std::mutex> lock(mutex.Plain());
-  condition.wait(lock, [&] { return Size() != 0 || !running || worker != currentGeneration; });
-  return Size() != 0 || running;
+  condition.wait(lock,
+                 [&] { return !records.IsEmpty() || !running || worker != currentGeneration; });
+  return !records.IsEmpty() || running;
+}
+
+bool BlockingQueue::TakeAlong(Generation worker, LineRun& run, std::uint64_t mostBytes) {
+  if (records.IsEmpty()) return false;
+  if (run.Text().size() > mostBytes) return true;
+  RecordFifo::Memory memory;
+  const std::lock_guard lock(takingMutex);
+  if (worker == currentGeneration) records.TakeAlong(run, mostBytes, memory);
+  return !records.IsEmpty();
+}
+
+void BlockingQueue::MarkWritten(Generation worker, LineRun& run) {
+  const std::size_t count = run.TakeNewlyBegun();
+  if (count == 0) return;
+  const std::lock_guard lock(takingMutex);
+  if (worker == currentGeneration) records.CountTaken(count);
+}
+
+void BlockingQueue::LetRecordsGather() const {
+  if (Size() < manyRecords) std::this_thread::sleep_for(gatheringTime);
 }
 
 void BlockingQueue::WaitUntilStopped(std::chrono::milliseconds spent) {

@@ -141,17 +141,9 @@ bool RecordFifo::MakeRoom(std::size_t size, Memory& memory) {
 }
 
 RecordFifo::TakeResult RecordFifo::Take(LogRecord& record, Memory& memory) {
-  const std::uint64_t count = taken.load(std::memory_order_relaxed);
-  if (count >= appendedSeen) {
-    appendedSeen = AppendedCount();
-    if (count == appendedSeen) return TakeResult::Empty;
-  }
-  Encoded next = Oldest();
-  while (markersDropped > 0 && next.shared + next.rest.size() == 0) {
-    --markersDropped;
-    PassBy(next, memory);
-    next = Oldest();
-  }
+  const std::uint64_t count = begun.load(std::memory_order_relaxed);
+  Encoded next;
+  if (!FindOldest(count, next, memory)) return TakeResult::Empty;
   const std::size_t lineLength = next.shared + next.rest.size();
   if (record.first.capacity() < next.key.size() || record.second.capacity() < lineLength) {
     memory.keyLength = next.key.size();
@@ -168,8 +160,44 @@ RecordFifo::TakeResult RecordFifo::Take(LogRecord& record, Memory& memory) {
     __builtin_prefetch(oldest);
     __builtin_prefetch(oldest + cacheLine);
   }
-  taken.store(count + 1, std::memory_order_release);
+  begun.store(count + 1, std::memory_order_release);
+  CountTaken(1);
   return TakeResult::Taken;
+}
+
+void RecordFifo::TakeAlong(LineRun& run, std::uint64_t mostBytes, Memory& memory) {
+  std::uint64_t count = begun.load(std::memory_order_relaxed);
+  for (Encoded next; run.Text().size() <= mostBytes && FindOldest(count, next, memory); ++count) {
+    const std::size_t lineLength = next.shared + next.rest.size();
+    if (lineLength == 0 || next.key != run.Key() || !run.HasRoomFor(lineLength)) break;
+    run.Add(lineBeforeOldest.Text().substr(0, next.shared), next.rest);
+    PassBy(next, memory);
+  }
+  begun.store(count, std::memory_order_release);
+}
+
+void RecordFifo::CountTaken(std::uint64_t count) {
+  taken.store(taken.load(std::memory_order_relaxed) + count, std::memory_order_release);
+}
+
+void RecordFifo::CountAllBegunAsTaken() {
+  taken.store(begun.load(std::memory_order_relaxed), std::memory_order_release);
+}
+
+// False: there is none beyond the `count` that were begun. Passes over exit markers
+// that were dropped.
+bool RecordFifo::FindOldest(std::uint64_t count, Encoded& found, Memory& memory) {
+  if (count >= appendedSeen) {
+    appendedSeen = AppendedCount();
+    if (count == appendedSeen) return false;
+  }
+  found = Oldest();
+  while (markersDropped > 0 && found.shared + found.rest.size() == 0) {
+    --markersDropped;
+    PassBy(found, memory);
+    found = Oldest();
+  }
+  return true;
 }
 
 RecordFifo::Encoded RecordFifo::Oldest() const {
@@ -199,7 +227,8 @@ void RecordFifo::DropExitMarkers() {
   const std::uint64_t waiting = markersAppended - markersTaken;
   markersTaken += waiting;
   markersDropped += waiting;
-  taken.store(TakenCount() + waiting, std::memory_order_release);
+  begun.store(begun.load(std::memory_order_relaxed) + waiting, std::memory_order_release);
+  CountTaken(waiting);
 }
 
 void RecordFifo::Clear(Memory& memory) {
@@ -210,7 +239,8 @@ void RecordFifo::Clear(Memory& memory) {
   lineBeforeOldest.Clear();
   markersTaken = markersAppended;
   markersDropped = 0;
-  taken.store(AppendedCount(), std::memory_order_release);
+  begun.store(AppendedCount(), std::memory_order_release);
+  CountAllBegunAsTaken();
 }
 
 // Keeps one block of the usual size for the appending side.

@@ -8,7 +8,9 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "LineRun.h"
 #include "LogFileStream.h"
 
 struct OpenLogFile {
@@ -18,8 +20,8 @@ struct OpenLogFile {
 };
 
 // Files are opened by the first line for them and stay open until they rotate
-// or the writer is destroyed. Every line is handed to the kernel at once, so a
-// crash loses at most the line being written.
+// or the writer is destroyed. What the writer is given it hands to the kernel at
+// once and keeps nothing back, so a crash loses at most what it is being given.
 //
 // For one thread, the worker, on whose stack it lives. No operation reports a
 // failure: a line whose file cannot be opened is dropped, and the next line
@@ -42,6 +44,24 @@ class LogFileWriter {
   // has closed it, or what it stood for is gone) opens the file anew, as the
   // first line does, and the line goes there. Any other failure costs the line.
   void WriteLine(const std::string& subDirKey, const std::string& line);
+
+  // The same for several lines at a time, in steps, so that whoever gives them can
+  // follow. From outside nothing differs from one WriteLine for each.
+  //
+  // The file for the next lines of the key, opened if needed. Null: it cannot be.
+  OpenLogFile* FileFor(const std::string& subDirKey);
+
+  // A run may go on after so many bytes. What is not a regular file takes one line
+  // at a time: a write there may last for ever, and then holds but that line.
+  std::uint64_t BytesBeforeLastLine(const OpenLogFile* file) const;
+
+  // Writes all lines of the run with one call. When the kernel does not take all
+  // of them, ends with the line that broke; then goes on line by line. Returns
+  // the file that is open now; null when none is.
+  OpenLogFile* WriteSome(OpenLogFile* file, LineRun& run);
+
+  // After the last line of a run.
+  void RotateIfFull(const OpenLogFile* file, const std::string& subDirKey);
 
   // Opens the file of `subDirKey` new and empty, with mode and owner set. A
   // file that is there already, open or left by an earlier run, is rotated
@@ -70,11 +90,20 @@ class LogFileWriter {
 
   // After a write that left `left` bytes, with the reason in errno: tries a new
   // file, if that may help. The file that is open now; null when none is.
-  OpenLogFile* WriteAfterFailure(const std::string& subDirKey, const std::string& line,
+  OpenLogFile* WriteAfterFailure(const std::string& subDirKey, std::string_view line,
                                  OpenLogFile& failed, std::size_t left);
+
+  OpenLogFile* EndLine(OpenLogFile& file, const std::string& subDirKey, std::string_view line,
+                       std::size_t left);
+  OpenLogFile* WriteNextLine(LineRun& run);
 
   // Of all keys at once, before another file gets the number of one of them.
   void ForgetLostFiles();
 };
+
+// Removes the oldest rotated siblings of the writer's live file beyond its keep
+// count, in the sub-directory `streamKey` ("": the writer's directory itself).
+// The live file stays. Runs on the writer's worker thread.
+void RemoveExcessRotatedFiles(const LogFileWriter& writer, const std::string& streamKey);
 
 #endif  // ZIN_LOG_FILE_WRITER_H

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // Nothing is kept back in a buffer, so a write that failed leaves nothing that
 // a later one could repeat. For use by one thread.
@@ -35,7 +36,10 @@ class LogFileStream {
   // Hands all bytes of `text` to the kernel before it returns, with one write
   // unless the kernel takes them in parts. Returns how many bytes at the end it
   // did not take; then errno tells why, 0 when it gave no reason.
-  std::size_t Write(const std::string& text) noexcept;
+  std::size_t Write(std::string_view text) noexcept;
+
+  // Whether it is a file on a disk, and not a pipe, say, whose reader may stop.
+  bool IsRegularFile() const noexcept { return isRegularFile; }
 
   // Tells a tracer that as many bytes are not written anywhere else, either.
   void TraceLoss(std::size_t bytes, int error) const noexcept;
@@ -65,6 +69,7 @@ class LogFileStream {
 
   int descriptor;
   std::optional<File> file;               // none when it could not be examined
+  bool isRegularFile = false;
   std::int64_t lookedAt;                  // milliseconds of a coarse clock
   LogFileStream* previousOpen = nullptr;  // of all that are open
   LogFileStream* nextOpen = nullptr;

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <utility>
@@ -9,7 +10,6 @@
 #include "FileModes.h"
 #include "MakeDirs.h"
 #include "Probes.h"
-#include "Retention.h"
 #include "ZinDir.h"
 #include "ZinDirOwnership.h"
 
@@ -64,6 +64,12 @@ OpenLogFile* LogFileWriter::FindOpenFile(const std::string& subDirKey) const {
 }
 
 void LogFileWriter::WriteLine(const std::string& subDirKey, const std::string& line) {
+  OpenLogFile* file = FileFor(subDirKey);
+  if (file != nullptr) file = EndLine(*file, subDirKey, line, file->stream->Write(line));
+  RotateIfFull(file, subDirKey);
+}
+
+OpenLogFile* LogFileWriter::FileFor(const std::string& subDirKey) {
   OpenLogFile* file = FindOpenFile(subDirKey);
   if (file != nullptr && file->stream != nullptr && file->stream->IsFoundLost()) {
     ForgetLostFiles();
@@ -72,27 +78,68 @@ void LogFileWriter::WriteLine(const std::string& subDirKey, const std::string& l
   if (file == nullptr) {
     OpenFile(subDirKey);
     file = FindOpenFile(subDirKey);
-    if (file == nullptr) return;
   }
-  if (file->stream == nullptr) {
+  if (file != nullptr && file->stream == nullptr) {
     openFiles.erase(subDirKey);
-    return;
+    file = nullptr;
   }
-  if (const std::size_t left = file->stream->Write(line); left != 0) {
-    file = WriteAfterFailure(subDirKey, line, *file, left);
-    if (file == nullptr) return;
-  } else {
-    file->failedLines = 0;
-  }
-  // Deliberate: counted whether or not the write succeeded.
-  file->bytesWritten += line.size();
-  if (file->bytesWritten > sizeLimit) {
-    OpenFile(subDirKey);
-    RemoveExcessRotatedFiles(*this, subDirKey);
-  }
+  return file;
 }
 
-OpenLogFile* LogFileWriter::WriteAfterFailure(const std::string& subDirKey, const std::string& line,
+std::uint64_t LogFileWriter::BytesBeforeLastLine(const OpenLogFile* file) const {
+  if (file == nullptr || !file->stream->IsRegularFile()) return 0;
+  return sizeLimit - std::min(sizeLimit, file->bytesWritten);
+}
+
+OpenLogFile* LogFileWriter::WriteSome(OpenLogFile* file, LineRun& run) {
+  if (run.DoneCount() > 0) return WriteNextLine(run);
+  if (file == nullptr) {
+    run.AddDone(1);
+    return nullptr;
+  }
+  const std::size_t left = file->stream->Write(run.Text());
+  const int error = errno;
+  const std::size_t written = run.Text().size() - left;
+  std::size_t whole = run.LineCount();
+  if (left > 0) {
+    for (whole = 0; run.EndOf(whole) <= written;) ++whole;
+  }
+  if (whole > 0) {
+    file->failedLines = 0;
+    file->bytesWritten += run.EndOf(whole - 1);
+    run.AddDone(whole);
+  }
+  if (left == 0) return file;
+
+  const std::size_t lost = run.EndOf(whole) - written;
+  run.AddDone(1);
+  errno = error;
+  return EndLine(*file, run.Key(), run.Line(whole), lost);
+}
+
+OpenLogFile* LogFileWriter::WriteNextLine(LineRun& run) {
+  OpenLogFile* const file = FileFor(run.Key());
+  const std::string_view line = run.Line(run.DoneCount());
+  run.AddDone(1);
+  if (file == nullptr) return nullptr;
+  return EndLine(*file, run.Key(), line, file->stream->Write(line));
+}
+
+// After the write of a line that left `left` bytes, with the reason in errno.
+OpenLogFile* LogFileWriter::EndLine(OpenLogFile& file, const std::string& subDirKey,
+                                    std::string_view line, std::size_t left) {
+  OpenLogFile* current = &file;
+  if (left == 0) {
+    file.failedLines = 0;
+  } else {
+    current = WriteAfterFailure(subDirKey, line, file, left);
+  }
+  // Deliberate: counted whether or not the write succeeded.
+  if (current != nullptr) current->bytesWritten += line.size();
+  return current;
+}
+
+OpenLogFile* LogFileWriter::WriteAfterFailure(const std::string& subDirKey, std::string_view line,
                                               OpenLogFile& failed, std::size_t left) {
   const int error = errno;
   const std::uint64_t failedLines = failed.failedLines + 1;
@@ -113,6 +160,12 @@ OpenLogFile* LogFileWriter::WriteAfterFailure(const std::string& subDirKey, cons
     file->failedLines = failedLines;
   }
   return file;
+}
+
+void LogFileWriter::RotateIfFull(const OpenLogFile* file, const std::string& subDirKey) {
+  if (file == nullptr || file->bytesWritten <= sizeLimit) return;
+  OpenFile(subDirKey);
+  RemoveExcessRotatedFiles(*this, subDirKey);
 }
 
 void LogFileWriter::ForgetLostFiles() {
