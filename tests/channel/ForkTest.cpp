@@ -138,7 +138,7 @@ TEST(Fork, OfAChildThatHasAChannelOfItsOwnGivesEveryProcessItsOwnLines) {
 
 // Whatever another thread is doing for the first time at that moment, or as the
 // only one: looking up an account, reading the name of the process, formatting a
-// record.
+// record, building the logger.
 class ForkDuringTheFirst : public testing::TestWithParam<const char*> {};
 
 TEST_P(ForkDuringTheFirst, UseLeavesTheChildAbleToLog) {
@@ -160,7 +160,7 @@ TEST_P(ForkDuringTheFirst, UseLeavesTheChildAbleToLog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(What, ForkDuringTheFirst,
-                         testing::Values("account", "process-name", "record"),
+                         testing::Values("account", "process-name", "record", "logger"),
                          [](const auto& call) {
                            std::string name = call.param;
                            std::erase(name, '-');

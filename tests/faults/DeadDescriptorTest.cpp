@@ -241,6 +241,25 @@ TEST_F(ClosedByTheProgram, MixesNoFiles) {
   EXPECT_EQ(dir.Read("c/app.log"), "two of c\n");
 }
 
+// Nor when only one of them is looked at before its number is taken again.
+TEST_F(ClosedByTheProgram, MixesNoFilesThatAreLookedAtOneByOne) {
+  calls.LetTimePass(0);
+  writer->WriteLine("a", "one\n");
+  calls.LetTimePass(5);
+  writer->WriteLine("b", "one\n");
+  const int numberOfB = DescriptorOf("b/app.log");
+  GiveAway("a/app.log", O_WRONLY);
+  (void)close(numberOfB);
+  calls.LetTimePass(6);
+
+  writer->WriteLine("a", "two of a\n");
+  writer->WriteLine("b", "two of b\n");
+
+  EXPECT_EQ(DescriptorOf("a/app.log"), numberOfB);
+  EXPECT_EQ(dir.Read("a/app.log"), "two of a\n");
+  EXPECT_EQ(dir.Read("b/app.log"), "two of b\n");
+}
+
 TEST_F(ClosedByTheProgram, CostsNoLineAndNoForeignDescriptorWhenThatRefusesToBeWritten) {
   writer->WriteLine("", "one\n");
   GiveAway("app.log", O_RDONLY);

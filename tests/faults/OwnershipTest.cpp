@@ -216,6 +216,18 @@ TEST_F(ZinChown, LooksAnOwnerUpOnceASecond) {
               ElementsAre(Owned(""), Owned(""), "lchown " + dir.Path() + " 11:12"));
 }
 
+// Cut off, the answer would be kept for another name.
+TEST_F(ZinChown, KeepsNoAnswerForANameOfSixtyFourBytes) {
+  const std::string longName(64, 'n');
+  calls.UseAccount(0, 0);
+  calls.LetTimePass(0);
+
+  EXPECT_EQ(Chown(dir.Path(), longName.c_str()), 0);
+  EXPECT_EQ(Chown(dir.Path(), longName.c_str()), 0);
+
+  EXPECT_THAT(calls.Of({"getpwnam_r"}), SizeIs(2));
+}
+
 TEST_F(ZinChown, FindsAnOwnerThatWasUnknownASecondAgo) {
   calls.UseNoAccount();
   calls.LetTimePass(0);

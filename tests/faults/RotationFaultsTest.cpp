@@ -197,6 +197,7 @@ TEST_P(RotationWithoutNoReplace, NeedsNoRoomForAFile) {
 
   EXPECT_THAT(dir.Names(), ElementsAre(Rotated("000")));
   EXPECT_EQ(dir.Read(Rotated("000")), "contents");
+  EXPECT_THAT(calls.Of({"chmod"}), IsEmpty());
 }
 
 TEST_P(RotationWithoutNoReplace, OverwritesNothingWhenThereIsNoRoomForAFile) {
@@ -218,6 +219,15 @@ TEST_P(RotationWithoutNoReplace, LeavesNoEmptyFileBehindWhenTheRenameFails) {
 
   EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
   EXPECT_EQ(dir.Read("app.log"), "contents");
+}
+
+// The name would be taken for free otherwise, and the file for moved.
+TEST_P(RotationWithoutNoReplace, FailsForTheReasonOfTheRenameWhateverBecomesOfTheEmptyFile) {
+  dir.Write("app.log", "contents");
+  calls.Fail("rename", EACCES);
+  calls.Fail("unlink", ENOENT);
+
+  EXPECT_FALSE(writer.RotateFile(dir / "app.log"));
 }
 
 TEST_P(RotationWithoutNoReplace, GivesTheRotatedName0440WhenTheRenameFails) {

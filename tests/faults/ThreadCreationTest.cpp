@@ -15,6 +15,7 @@
 #include "FailingCalls.h"
 #include "FakeSleep.h"
 #include "ScratchDir.h"
+#include "StandardError.h"
 #include "Surroundings.h"
 #include "WaitUntilTrue.h"
 #include "ZinLoggerPrivate.h"
@@ -156,6 +157,17 @@ TEST_F(ThreadCreation, MayFailForTheExitLineWhichIsWrittenAllTheSame) {
   logger.StopMetricSystem();
 
   EXPECT_THAT(standardError.Text(), testing::EndsWith("@@@@ METRICS EXIT @@@@\n"));
+}
+
+TEST_F(ThreadCreation, CostsNoWaitForALineThatIsWrittenAllTheSame) {
+  const CapturedStandardError standardError;
+  calls.Fail("thread", EAGAIN, 1);
+
+  const ShortWaitForStandardError shortWait;
+  WriteToStandardError("line\n");
+
+  EXPECT_EQ(standardError.Text(), "line\n");
+  EXPECT_EQ(shortWait.Waited().count(), 0);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import textwrap
+import threading
 import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -14,6 +15,8 @@ sys.path.insert(0, str(HERE))
 
 import places  # noqa: E402
 import report  # noqa: E402
+from judge import Judge, Test  # noqa: E402
+from sources import Mutant  # noqa: E402
 
 
 def found_in(text, folder):
@@ -120,6 +123,64 @@ class TheSwitchedProgram(unittest.TestCase):
             subprocess.run([program], env={"ZIN_MUTANTS_REACHED": str(trace)}, check=True)
             reached = trace.read_bytes()
             self.assertEqual({p.function for p in found if reached[p.number]}, {"Tested", "main"})
+
+
+class ScriptedJudge(Judge):
+    """Its tests end as the script says, one run after the other."""
+
+    def __init__(self, most_seconds=30, excused=()):
+        self.most_seconds, self.excused = most_seconds, set(excused)
+        self.kills, self.lock = {}, threading.Lock()
+        self.script, self.seconds = [], []
+
+    def run_test(self, test, extra, seconds, command=None):
+        self.seconds.append(seconds)
+        return self.script.pop(0)
+
+
+class TheJudge(unittest.TestCase):
+    TEST = Test("a test", ["program"], {}, slow=False, seconds=1.0)
+    MUTANT = Mutant("a.cpp", 1, "F", "return a < b;", "compare", "< becomes <=", 1, False, 7)
+
+    def notices(self, *script):
+        judge = ScriptedJudge()
+        judge.script = list(script)
+        result = judge.notices(self.TEST, {}, None, judge.passes)
+        self.assertEqual(judge.script, [])
+        return result
+
+    def test_a_test_that_passes_has_noticed_nothing(self):
+        self.assertEqual(self.notices("passed"), "passed")
+
+    def test_a_test_notices_what_it_fails_with_twice_and_not_in_between(self):
+        self.assertEqual(self.notices("failed", "passed", "failed"), "failed")
+        self.assertEqual(self.notices("hung", "passed", "hung"), "hung")
+
+    def test_what_fails_without_the_mutant_as_well_does_not_count(self):
+        self.assertEqual(self.notices("failed", "failed"), "passed")
+        self.assertEqual(self.notices("hung", "hung"), "passed")
+
+    def test_what_fails_once_does_not_count(self):
+        self.assertEqual(self.notices("failed", "passed", "passed"), "passed")
+
+    def test_what_is_only_slow_does_not_count(self):
+        self.assertEqual(self.notices("hung", "passed", "passed"), "passed")
+
+    def test_what_seems_to_hang_is_given_twice_as_long_the_second_time(self):
+        judge = ScriptedJudge()
+        judge.script = ["hung", "passed", "failed"]
+        self.assertEqual(judge.notices(self.TEST, {}, None, judge.passes), "failed")
+        self.assertEqual(judge.seconds, [14, 14, 28])
+
+    def test_a_mutant_without_a_reason_meets_every_test_however_long_they_take(self):
+        judge = ScriptedJudge(most_seconds=1)
+        judge.script = ["passed"] * 5
+        self.assertEqual(judge.try_tests(self.MUTANT, [self.TEST] * 5, {}), ("survived", "", 5))
+
+    def test_a_mutant_with_a_reason_meets_those_that_there_is_time_for(self):
+        judge = ScriptedJudge(most_seconds=1, excused=[self.MUTANT.key()])
+        judge.script = ["passed"] * 2
+        self.assertEqual(judge.try_tests(self.MUTANT, [self.TEST] * 5, {}), ("survived", "", 2))
 
 
 class TheReport(unittest.TestCase):

@@ -75,7 +75,7 @@ class Tree:
     def test_programs(self):
         programs = []
         for lists in sorted(self.sources.glob("tests/*/CMakeLists.txt")):
-            if lists.parent.name in ("unit", "faults", "channel", "siblings"):
+            if lists.parent.name in ("unit", "faults", "channel", "siblings", "probes"):
                 programs += re.findall(r"zin_add_tests\(\s*(\w+)", lists.read_text())
         return programs
 

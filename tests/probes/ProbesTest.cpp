@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -19,6 +20,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 
@@ -154,6 +156,22 @@ TEST_F(FileProbes, TellOfWhatTheDiskDoesNotTake) {
   EXPECT_THAT(PassedProbes(), ElementsAre("zinlogger:write_fail " + Number(descriptors.front()) +
                                           " 13 " + Number(EFBIG)));
   EXPECT_EQ(dir.Read("app.log"), "fits\nfits again\n");
+}
+
+// Also when the line is tried again, in a new file.
+TEST_F(FileProbes, TellOfWhatTheDiskDoesNotTakeTwice) {
+  writer.WriteLine("", "fits\n");
+  const std::vector<int> descriptors = DescriptorsOf(path);
+  ASSERT_EQ(descriptors.size(), 1u);
+  ASSERT_EQ(close(descriptors.front()), 0);
+  {
+    const FullDisk full;
+    writer.WriteLine("", "does not fit\n");
+  }
+
+  EXPECT_THAT(PassedProbes(), ElementsAre(StartsWith("zinlogger:rotate "),
+                                          "zinlogger:write_fail " + Number(descriptors.front()) +
+                                              " 13 " + Number(EFBIG)));
 }
 
 // The clock stands at 2026-01-05 09:03:07.042 in process 4711.

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -24,6 +25,7 @@
 #include "Threads.h"
 #include "WaitUntilTrue.h"
 #include "ZinDirOwnership.h"
+#include "ZinForkMutex.h"
 #include "ZinLoggerPrivate.h"
 
 using ::testing::ExitedWithCode;
@@ -88,20 +90,23 @@ TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
   const BlockingQueue::Generation generation = state.logQueue.Start();
   state.logQueue.Push("", "a line");
   LogRecord record;
+  const ScratchDir dir;
+  std::unique_ptr<LogFileStream> stream;
   const std::vector<std::pair<const char*, std::function<void()>>> steps = {
       {"log queue", [&] { state.logQueue.SetCapacity(5); }},
       {"its worker", [&] { state.logQueue.WaitPop(generation, record); }},
       {"metrics queue", [&] { state.metricsQueue.SetCapacity(5); }},
       {"metrics buffer", [&] { const std::lock_guard lock(state.metricsBufferMutex); }},
       {"recent lines", [] { RecentLogCache::Instance().Append("a line"); }},
-      {"failed owners", [] { (void)FailedOwnerNames::Instance().Insert("nobody-of-that-name"); }}};
+      {"failed owners", [] { (void)FailedOwnerNames::Instance().Insert("nobody-of-that-name"); }},
+      {"open files", [&] { stream = LogFileStream::Open(dir / "app.log"); }}};
   struct Caller {
     std::atomic<pid_t> thread{0};
     std::atomic<bool> done{false};
     bool waited = false;
     std::jthread body;
   };
-  std::array<Caller, 6> callers;
+  std::array<Caller, 7> callers;
   ASSERT_EQ(steps.size(), callers.size());
   std::atomic<bool> go{false};
   for (std::size_t i = 0; i < steps.size(); ++i) {
@@ -129,6 +134,22 @@ TEST(AtFork, LetsNoOtherThreadIntoTheLibrarysStateWhileTheProcessIsCopied) {
   for (Caller& caller : callers) caller.body.join();
 
   for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_TRUE(callers[i].waited) << steps[i].first;
+}
+
+// Else it would be alone with the state of others for ever after.
+TEST(AtFork, KeepsTheThreadThatForkedOutOfALockLikeAnyOtherOnceItIsOver) {
+  ZinForkMutex mutex;
+  mutex.LockForFork();
+  mutex.UnlockAfterFork();
+  const std::lock_guard lock(mutex);
+
+  bool isFree = true;
+  std::jthread([&] {
+    isFree = mutex.try_lock();
+    if (isFree) mutex.unlock();
+  }).join();
+
+  EXPECT_FALSE(isFree);
 }
 
 // A child has no use for them: they would be passed on to its own children, and

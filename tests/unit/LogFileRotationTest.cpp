@@ -60,6 +60,14 @@ TEST_F(RotateFile, TakesDateTimeTickAndProcessAsTheyAreNow) {
   EXPECT_THAT(dir.Names(), ElementsAre("server_20311231235958007-000-23.log"));
 }
 
+TEST_F(RotateFile, HasRoomForAProcessIdOfNineDigits) {
+  FakeIds::SetProcessId(987654321);
+
+  WriteAndRotate("server.log");
+
+  EXPECT_THAT(dir.Names(), ElementsAre("server_20260105090307042-000-987654321.log"));
+}
+
 TEST_F(RotateFile, CountsFromZeroWithinAMillisecond) {
   for (int i = 0; i < 3; ++i) WriteAndRotate("server.log");
 
@@ -150,11 +158,11 @@ TEST_F(RotateFile, ReadsTheClockAgainForAFreshStamp) {
 // cannot be moved aside would be emptied.
 TEST_F(RotateFile, FindsTheOneNameThatIsFree) {
   for (int i = 0; i < 1000; ++i) WriteAndRotate("server.log", std::to_string(i));
-  fs::remove(dir / Rotated("server", "998"));
+  fs::remove(dir / Rotated("server", "999"));  // the last one that is tried
 
   WriteAndRotate("server.log", "of this run");
 
-  EXPECT_EQ(dir.Read(Rotated("server", "998")), "of this run");
+  EXPECT_EQ(dir.Read(Rotated("server", "999")), "of this run");
   EXPECT_FALSE(dir.Has("server.log"));
 }
 

@@ -314,9 +314,10 @@ std::vector<std::string> NamesLeftOfOneSecond(const std::string& live, std::uint
 
 TEST(TrimDirToLimits, LetsTheLiveFileLiveWhenABurstRotatedWithinItsSecond) {
   // The last ones look like rotated names at first sight.
-  for (const std::string live : {"app.log", "abc", "service_2026-001-4711.log", "9.log",
-                                 "app-20260105090307042-000-4711.log", "app-000-4711.log",
-                                 "app_20260105090307042-000-.log", "app_-000-4711.log"}) {
+  for (const std::string live :
+       {"app.log", "abc", "service_2026-001-4711.log", "9.log",
+        "app-20260105090307042-000-4711.log", "app-000-4711.log", "app_20260105090307042-000-.log",
+        "app_-000-4711.log", "app_2026010509030704:-000-4711.log"}) {
     EXPECT_THAT(NamesLeftOfOneSecond(live, 2, true), ElementsAre(live));
     EXPECT_THAT(NamesLeftOfOneSecond(live, 2, false), ElementsAre(live));
   }
@@ -328,6 +329,18 @@ TEST(TrimDirToLimits, LetsTheNewestRotatedNamesOfASecondLive) {
                 ElementsAre("app.log", "app_20260105090307043-000-4711.log",
                             "app_20260105090307100-000-4711.log"));
   }
+}
+
+// As in a container, whose first process has the number 1.
+TEST(TrimDirToLimits, LetsTheLiveFileLiveWhenTheProcessIdHasOneDigit) {
+  const ScratchDir dir;
+  const auto files = dir.AddLogs({{"app_20260105090307042-000-1.log", 100},
+                                  {"app_20260105090307043-000-1.log", 100},
+                                  {"app.log", 100}});
+
+  TrimDirToLimits(files, 3, 2, 0, MiB(1));
+
+  EXPECT_THAT(dir.Names(), ElementsAre("app.log"));
 }
 
 TEST(TrimDirToLimits, GoesByTimeBeforeItGoesByName) {

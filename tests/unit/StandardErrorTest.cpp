@@ -7,10 +7,13 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <stdexcept>
 #include <streambuf>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "CapturedStandardError.h"
@@ -191,6 +194,7 @@ TEST(StandardError, PassesOnAnExceptionThatIsNotAStreams) {
   std::cerr.exceptions(std::ios_base::badbit);
 
   EXPECT_THROW(WriteToStandardError("lost"), std::length_error);
+  EXPECT_TRUE(std::cerr.bad());
 
   std::cerr.exceptions(std::ios_base::goodbit);
   std::cerr.rdbuf(former);
@@ -233,6 +237,56 @@ TEST(StandardError, GetsTheRecordOfAThreadThatIsCancelled) {
   ASSERT_EQ(pthread_join(thread, nullptr), 0);
 
   EXPECT_EQ(standardError.Text(), "the last record\n");
+}
+
+// Descriptor 2 is a pipe that takes no more bytes, until they are read.
+class FullStandardError {
+ public:
+  FullStandardError() : original(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    while (write(ends[1], "x", 1) == 1) continue;
+    EXPECT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    EXPECT_GE(dup2(ends[1], STDERR_FILENO), 0);
+  }
+  ~FullStandardError() {
+    (void)dup2(original, STDERR_FILENO);
+    for (const int descriptor : {ends[0], ends[1], original}) (void)close(descriptor);
+  }
+  FullStandardError(const FullStandardError&) = delete;
+  FullStandardError& operator=(const FullStandardError&) = delete;
+
+  // What is in the pipe, but for what has filled it.
+  std::string Read() const {
+    std::string text;
+    for (char byte = 0; read(ends[0], &byte, 1) == 1;) {
+      if (byte != 'x') text += byte;
+    }
+    return text;
+  }
+
+ private:
+  int original;
+  std::array<int, 2> ends{};
+};
+
+TEST(StandardError, IsWaitedForAgainByAThreadThatHasStoppedNotToWait) {
+  const FullStandardError standardError;
+  std::atomic<bool> written{false};
+  std::string text;
+  {
+    const JoiningThread writer([&written] {
+      {
+        const NoWaitForStandardError noWait;
+        WriteToStandardError("lost\n");
+      }
+      WriteToStandardError("late\n");
+      written = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_FALSE(written);
+    text = standardError.Read();
+  }
+  EXPECT_EQ(text + standardError.Read(), "late\n");
 }
 
 TEST(StandardError, KeepsTheLinesOfSeveralThreadsApart) {

@@ -1,3 +1,5 @@
+#include <cxxabi.h>
+#include <dlfcn.h>
 #include <printf.h>
 #include <pwd.h>
 #include <sys/syscall.h>
@@ -12,12 +14,13 @@
 #include "Children.h"
 #include "Probe.h"
 
-// first_use_probe account|process-name|record <directory>
+// first_use_probe account|process-name|record|logger <directory>
 //
 // Forks while another thread is in the midst of something that happens once in
 // a process, or in one thread at a time: what the child inherits half done, it
 // can neither finish nor use. The calls of the C library that the library makes
-// then are slow here, and so is the formatting of a record.
+// then are slow here, and so are the formatting of a record and the last step of
+// building the logger.
 
 namespace {
 
@@ -54,9 +57,15 @@ void RecordSlowly(const char* format) {
   (Logger().*call)(format);
 }
 
+thread_local bool isBuildingTheLogger = false;
+
 // What the first thread does.
 void UseTheSlowCall() {
-  if (slowCall == "record") {
+  if (slowCall == "logger") {
+    isBuildingTheLogger = true;
+    (void)ZinLogger::GetInstance();
+    isBuildingTheLogger = false;
+  } else if (slowCall == "record") {
     RecordSlowly("the parent's%Y record");
   } else {
     LogLine("the parent's");
@@ -80,19 +89,30 @@ __attribute__((visibility("default"))) ssize_t readlink(const char* path, char* 
   BeSlow("process-name");
   return syscall(SYS_readlink, path, target, size);
 }
+
+// Says that an object that is built on first use is there.
+__attribute__((visibility("default"))) void __cxa_guard_release(  // NOLINT: the language's name
+    __cxxabiv1::__guard* guard) noexcept {
+  if (isBuildingTheLogger) BeSlow("logger");
+  using Function = void (*)(__cxxabiv1::__guard*);
+  reinterpret_cast<Function>(dlsym(RTLD_NEXT, "__cxa_guard_release"))(guard);
+}
 }
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: first_use_probe account|process-name|record <directory>\n");
+    std::fprintf(stderr, "usage: first_use_probe account|process-name|record|logger <directory>\n");
     return 2;
   }
   slowCall = argv[1];
   const std::string dir = argv[2];
   Require(register_printf_specifier(slowConversion, PrintSlowly, TakesNoArgument) == 0,
           "no conversion of our own");
-  StartLog(dir);
-  StartMetrics(dir);
+  const bool isBuilt = slowCall != "logger";
+  if (isBuilt) {
+    StartLog(dir);
+    StartMetrics(dir);
+  }
   std::thread first(UseTheSlowCall);
   WaitUntil([] { return isInSlowCall.load(); }, "the slow call");
 
@@ -105,6 +125,10 @@ int main(int argc, char** argv) {
     Logger().StopSystem();
   });
   first.join();
+  if (!isBuilt) {
+    StartLog(dir);
+    LogLine("the parent's");
+  }
   Logger().StopSystem();
   return 0;
 }
