@@ -185,6 +185,17 @@ TEST_F(WrittenTogether, GoToTheNewFileWhenTheOldOneIsGone) {
   EXPECT_EQ(dir.Read(Rotated(0)), "");
 }
 
+TEST_F(WrittenTogether, AreLostWhenNoNewFileCanBeOpened) {
+  calls.Fail("write", ESTALE, 1);
+  calls.FailFrom("open", EMFILE, 3);  // the first two are those of the file that is gone
+  Push({"one\n", "two\n", "three\n"});
+
+  Work();
+
+  EXPECT_THAT(calls.Of({"write"}), ElementsAre("write 14"));
+  EXPECT_EQ(state.logQueue.Size(), 0u);
+}
+
 // What the first failure of a line does to the count of failures, a whole line
 // undoes: of lines that fail in turns, no file is opened for EIO.
 TEST_F(WrittenTogether, ForgetEarlierFailuresWithAWholeLine) {

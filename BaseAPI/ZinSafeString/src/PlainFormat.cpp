@@ -117,6 +117,9 @@ Conversion ReadConversion(const char*& format, Values& values) {
   return result;
 }
 
+// Lengths that are the same on this processor are not on another.
+// NOLINTBEGIN(bugprone-branch-clone)
+
 std::intmax_t TakeSigned(Length length, Values& values) {
   switch (length) {
     case Length::Char:
@@ -158,6 +161,8 @@ std::uintmax_t TakeUnsigned(Length length, Values& values) {
       return va_arg(values.list, unsigned);
   }
 }
+
+// NOLINTEND(bugprone-branch-clone)
 
 std::string_view Between(const char* begin, const char* end) {
   return {begin, static_cast<std::size_t>(end - begin)};

@@ -68,7 +68,7 @@ class LogFileStream {
   explicit LogFileStream(int openDescriptor);
 
   int descriptor;
-  std::optional<File> file;               // none when it could not be examined
+  std::optional<File> file;  // none when it could not be examined
   bool isRegularFile = false;
   std::int64_t lookedAt;                  // milliseconds of a coarse clock
   LogFileStream* previousOpen = nullptr;  // of all that are open

@@ -150,9 +150,9 @@ class RecordFifo {
   alignas(cacheLine) Block* oldestBlock;
   const char* oldest;
   LineBefore lineBeforeOldest;
-  std::uint64_t appendedSeen = 0;    // an earlier value of `appended`
-  std::uint64_t markersTaken = 0;    // or dropped
-  std::uint64_t markersDropped = 0;  // and not yet passed by
+  std::uint64_t appendedSeen = 0;       // an earlier value of `appended`
+  std::uint64_t markersTaken = 0;       // or dropped
+  std::uint64_t markersDropped = 0;     // and not yet passed by
   std::atomic<std::uint64_t> begun{0};  // taken, and those of runs that still count as held
   std::atomic<std::uint64_t> taken{0};
 
