@@ -4,8 +4,8 @@
 // per library, so that memory and CPU time of a run are of that library alone.
 // All adapters are set up to the same guarantees as far as the library can: the
 // caller formats the message, a bounded queue takes it to a background thread,
-// which gives each line to the kernel on its own, files rotate by size, and the
-// last 1,500 lines stay in memory. docs/PERFORMANCE.md says where one differs.
+// which keeps no line in a buffer, files rotate by size, and the last 1,500 lines
+// stay in memory. docs/PERFORMANCE.md says where one differs.
 #ifndef ZIN_BENCH_LOGGER_H
 #define ZIN_BENCH_LOGGER_H
 
@@ -26,6 +26,9 @@ enum class Delivery { Background, Caller, None };
 struct Setup {
   std::string directory;   // exists, is empty, and holds "log" in its name
   std::size_t queueLines;  // that the queue takes before a line is dropped or a caller waits
+  // Whether each line is to be given to the kernel at once, as ours always is, or as
+  // the library does it when it is not told.
+  bool flushesEachLine = true;
 };
 
 extern const char* const name;
@@ -36,8 +39,9 @@ extern const Delivery delivery;
 void Start(const Setup& setup);
 void Stop();
 
-// Logs the order as one INFO line of about 160 bytes. Any thread.
+// Log the order as one INFO line of about 160 bytes. Any thread.
 void Log(const Order& order);
+void LogDouble(const Order& order);
 
 // Logs it one level below the threshold, so that no line comes of it.
 void LogFiltered(const Order& order);

@@ -6,13 +6,19 @@ struct Order {
   int number;  // counts up in each thread, in a range of its own
   const char* customer;
   int microseconds;
+
+  double Milliseconds() const { return microseconds * 0.001; }
 };
 
-// The message in printf's terms, and the arguments it takes. Adapters of
-// libraries with another way to format write the same text.
+// The message in printf's terms, and the arguments it takes, in two forms: with two
+// integers, and with an integer and a floating-point number. Adapters of libraries
+// with another way to format write the same text.
 #define ORDER_FORMAT \
   "order %d of customer %s is paid, packed and handed over to the carrier after %d us in all"
 #define ORDER_ARGUMENTS(order) (order).number, (order).customer, (order).microseconds
+#define DOUBLE_FORMAT \
+  "order %d of customer %s is paid, packed and handed over to the carrier after %.3f ms in all"
+#define DOUBLE_ARGUMENTS(order) (order).number, (order).customer, (order).Milliseconds()
 
 inline Order MakeOrder(int thread, int number) {
   static constexpr const char* customers[] = {"Anna",  "Benedict", "Charlotte", "Dora",

@@ -43,21 +43,32 @@ boost::log::sources::severity_logger<Severity>& Source() {
   return source;
 }
 
-void Print(boost::log::record_ostream& message, const Order& order, int line,
-           const char* function) {
+void PrintPlace(boost::log::record_ostream& message, int line, const char* function) {
   static thread_local const pid_t thread = gettid();
-  message << '[' << thread << "] [INFO] [BoostLog.cpp:" << line << "] [" << function << "]: order "
-          << order.number << " of customer " << order.customer
+  message << '[' << thread << "] [INFO] [BoostLog.cpp:" << line << "] [" << function << "]: ";
+}
+
+void Print(boost::log::record_ostream& message, const Order& order) {
+  message << "order " << order.number << " of customer " << order.customer
           << " is paid, packed and handed over to the carrier after " << order.microseconds
           << " us in all";
 }
 
-void LogAt(Severity severity, const Order& order, int line, const char* function) {
+void PrintDouble(boost::log::record_ostream& message, const Order& order) {
+  message << "order " << order.number << " of customer " << order.customer
+          << " is paid, packed and handed over to the carrier after " << std::fixed
+          << std::setprecision(3) << order.Milliseconds() << " ms in all";
+}
+
+template <typename PrintMessage>
+void LogAt(Severity severity, const Order& order, int line, const char* function,
+           PrintMessage print) {
   auto& source = Source();
   boost::log::record record = source.open_record(keywords::severity = severity);
   if (!record) return;
   boost::log::record_ostream message(record);
-  Print(message, order, line, function);
+  PrintPlace(message, line, function);
+  print(message, order);
   message.flush();
   source.push_record(std::move(record));
 }
@@ -74,7 +85,8 @@ void logger::Start(const Setup& setup) {
   core->set_filter(expressions::attr<Severity>("Severity") >= Info);
   const auto backend = boost::make_shared<sinks::text_file_backend>(
       keywords::file_name = setup.directory + "/bench_%5N.log",
-      keywords::rotation_size = std::size_t{rotationMiB} << 20, keywords::auto_flush = true);
+      keywords::rotation_size = std::size_t{rotationMiB} << 20,
+      keywords::auto_flush = setup.flushesEachLine);
   sink = boost::make_shared<Sink>(backend);
   sink->set_formatter(expressions::stream
                       << "[bench_boostlog] ["
@@ -92,9 +104,13 @@ void logger::Stop() {
 }
 
 void logger::Log(const Order& order) {
-  LogAt(Info, order, __LINE__, __func__);
+  LogAt(Info, order, __LINE__, __func__, Print);
+}
+
+void logger::LogDouble(const Order& order) {
+  LogAt(Info, order, __LINE__, __func__, PrintDouble);
 }
 
 void logger::LogFiltered(const Order& order) {
-  LogAt(Debug, order, __LINE__, __func__);
+  LogAt(Debug, order, __LINE__, __func__, Print);
 }

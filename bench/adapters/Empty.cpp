@@ -9,6 +9,9 @@ void logger::Stop() {}
 void logger::Log(const Order& order) {
   asm volatile("" : : "g"(&order) : "memory");
 }
+void logger::LogDouble(const Order& order) {
+  asm volatile("" : : "g"(&order) : "memory");
+}
 void logger::LogFiltered(const Order& order) {
   asm volatile("" : : "g"(&order) : "memory");
 }

@@ -48,7 +48,7 @@ void logger::Start(const Setup& setup) {
   library = std::make_unique<log4cplus::Initializer>();
   const log4cplus::SharedAppenderPtr files(new Files(setup.directory + "/bench.log",
                                                      long{rotationMiB} << 20, rotatedFilesKept,
-                                                     /*immediateFlush=*/true));
+                                                     setup.flushesEachLine));
   files->setLayout(std::make_unique<log4cplus::PatternLayout>(
       "[bench_log4cplus] [%D{%Y-%m-%d %H:%M:%S.%q}] [%T] [%p] [%b:%L] [%M]: %m%n"));
   instance = log4cplus::Logger::getInstance("bench");
@@ -67,6 +67,10 @@ void logger::Stop() {
 
 void logger::Log(const Order& order) {
   LOG4CPLUS_INFO_FMT(instance, ORDER_FORMAT, ORDER_ARGUMENTS(order));
+}
+
+void logger::LogDouble(const Order& order) {
+  LOG4CPLUS_INFO_FMT(instance, DOUBLE_FORMAT, DOUBLE_ARGUMENTS(order));
 }
 
 void logger::LogFiltered(const Order& order) {

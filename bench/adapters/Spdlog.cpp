@@ -16,6 +16,9 @@ std::shared_ptr<spdlog::async_logger> instance;
 constexpr const char* orderFormat =
     "order {} of customer {} is paid, packed and handed over to the carrier after {} us in all";
 
+constexpr const char* doubleFormat =
+    "order {} of customer {} is paid, packed and handed over to the carrier after {:.3f} ms in all";
+
 }  // namespace
 
 const char* const logger::name = "spdlog";
@@ -32,7 +35,7 @@ void logger::Start(const Setup& setup) {
   instance = std::make_shared<spdlog::async_logger>("bench_spdlog", sinks, spdlog::thread_pool(),
                                                     spdlog::async_overflow_policy::block);
   instance->set_level(spdlog::level::info);
-  instance->flush_on(spdlog::level::trace);
+  if (setup.flushesEachLine) instance->flush_on(spdlog::level::trace);
   instance->set_pattern("[%n] [%Y-%m-%d %H:%M:%S.%e] [%t] [%l] [%s:%#] [%!]: %v");
 }
 
@@ -43,6 +46,10 @@ void logger::Stop() {
 
 void logger::Log(const Order& order) {
   SPDLOG_LOGGER_INFO(instance, orderFormat, ORDER_ARGUMENTS(order));
+}
+
+void logger::LogDouble(const Order& order) {
+  SPDLOG_LOGGER_INFO(instance, doubleFormat, DOUBLE_ARGUMENTS(order));
 }
 
 void logger::LogFiltered(const Order& order) {

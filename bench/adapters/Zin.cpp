@@ -29,6 +29,11 @@ void logger::Log(const Order& order) {
   instance->Log(__FILE__, __LINE__, __func__, " ", "", INFO, ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }
 
+void logger::LogDouble(const Order& order) {
+  instance->Log(__FILE__, __LINE__, __func__, " ", "", INFO, DOUBLE_FORMAT,
+                DOUBLE_ARGUMENTS(order));
+}
+
 void logger::LogFiltered(const Order& order) {
   instance->Log(__FILE__, __LINE__, __func__, " ", "", DEBUG, ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }

@@ -14,7 +14,7 @@ TITLES = {
     "boostlog": "Boost.Log", "bare": "bare write(2)", "empty": "empty logger",
 }
 THREADS = (1, 4, 16)
-RATES = (100, 2000, 20000)
+RATES = (100, 2000, 20000, 500000)
 KEYS = (1, 100, 1000)
 FILES = (10, 1000, 100000)
 
@@ -44,13 +44,17 @@ def cases(quick):
         plan.append(Case(measure, label, tuple(map(str, arguments)), programs, count))
 
     for threads in THREADS:
-        add("sustained", f"{threads} threads", ("--threads", threads, "--lines", lines, *room),
-            EVERYTHING, rounds(2, 9))
+        sustained = ("--threads", threads, "--lines", lines, *room)
+        add("sustained", f"{threads} threads", (*sustained, "--double"), EVERYTHING, rounds(2, 9))
+        add("sustained", f"{threads} threads, own flushing", (*sustained, "--double", "--own-flushing"),
+            PEERS, rounds(2, 5))
+        add("sustained", f"{threads} threads, integers", sustained, EVERYTHING, rounds(2, 5))
     for threads in (1, 4):
-        add("bursts", f"{threads} threads", ("--threads", threads, "--seconds", rounds(0.5, 2)),
-            EVERYTHING, rounds(2, 9))
-    add("steady", "sleeping", ("--seconds", rounds(1, 2)), EVERYTHING, rounds(1, 7))
-    add("steady", "busy", ("--seconds", rounds(1, 2), "--spin"), EVERYTHING, rounds(1, 7))
+        add("bursts", f"{threads} threads",
+            ("--threads", threads, "--seconds", rounds(0.5, 2), "--double"), EVERYTHING, rounds(2, 9))
+    steady = ("--seconds", rounds(1, 2), "--double")
+    add("steady", "sleeping", steady, EVERYTHING, rounds(1, 7))
+    add("steady", "busy", (*steady, "--spin"), EVERYTHING, rounds(1, 7))
     for rate in RATES:
         add("lateness", f"{rate}/s", ("--rate", rate, "--seconds", 3 if rate < 1000 else 2),
             BACKGROUND, rounds(1, 7))

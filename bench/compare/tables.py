@@ -1,7 +1,7 @@
 """The results as markdown."""
 from goals import goals
-from plan import (BACKGROUND, BARE, EMPTY, EVERYTHING, FILES, KEYS, LIBRARIES, OURS, RATES, THREADS,
-                  TITLES)
+from plan import (BACKGROUND, BARE, EMPTY, EVERYTHING, FILES, KEYS, LIBRARIES, OURS, PEERS, RATES,
+                  THREADS, TITLES)
 
 
 def _table(head, rows):
@@ -45,13 +45,22 @@ def goals_table(summary):
 
 
 def _sustained(summary):
-    def columns(quantity, scale):
-        return [(f"{threads} thread{'s' * (threads > 1)}", ("sustained", f"{threads} threads"),
+    def columns(quantity, scale, form=""):
+        return [(f"{threads} thread{'s' * (threads > 1)}", ("sustained", f"{threads} threads{form}"),
                  quantity, scale) for threads in THREADS]
+
+    def both(programs, form):
+        return _by_program(summary, programs, columns("linesPerSecond", 1e-3, form)
+                           + [("CPU, " + title, *rest) for title, *rest in
+                              columns("cpuNanosecondsPerLine", 1, form)])
     return ("### Sustained: thousand lines per second\n\n"
             + _by_program(summary, LIBRARIES + (BARE,), columns("linesPerSecond", 1e-3))
             + "\n### Sustained: CPU time per line of the whole process, ns\n\n"
-            + _by_program(summary, EVERYTHING, columns("cpuNanosecondsPerLine", 1)))
+            + _by_program(summary, EVERYTHING, columns("cpuNanosecondsPerLine", 1))
+            + "\n### The same, flushed as a library does it untold: thousand lines per second, and ns\n\n"
+            + both(PEERS, ", own flushing")
+            + "\n### The same with two integers in the message: thousand lines per second, and ns\n\n"
+            + both(EVERYTHING, ", integers"))
 
 
 def _latency(summary):

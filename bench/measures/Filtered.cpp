@@ -1,11 +1,12 @@
 #include "Clock.h"
+#include "FromOptions.h"
 #include "Logger.h"
 #include "Measures.h"
 #include "Options.h"
 #include "Report.h"
 
 void MeasureFiltered(const Options& options, Report& report) {
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   const Order order = MakeOrder(0, 1);
   const std::int64_t start = NowNanoseconds();
   for (int i = 0; i < options.lines; ++i) logger::LogFiltered(order);

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <thread>
 
+#include "FromOptions.h"
 #include "Logger.h"
 #include "Measures.h"
 #include "Options.h"
@@ -19,7 +20,7 @@ void Mark(std::string_view text) {
 }  // namespace
 
 void MeasureIdle(const Options& options, Report& report) {
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   logger::Log(MakeOrder(0, 0));
   WaitUntilDrained(options.directory);
   Mark("idle begins\n");

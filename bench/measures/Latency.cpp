@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "Callers.h"
+#include "FromOptions.h"
 #include "Histogram.h"
 #include "Logger.h"
 #include "Measures.h"
@@ -17,15 +18,16 @@ constexpr int warmUpLines = 1000;
 
 // Starts the library and lets it open its file and touch its buffers.
 void StartWarm(const Options& options) {
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
-  for (int i = 0; i < warmUpLines; ++i) logger::Log(MakeOrder(0, i));
+  logger::Start(SetupOf(options));
+  const LogCall log = LogOf(options);
+  for (int i = 0; i < warmUpLines; ++i) log(MakeOrder(0, i));
   if (logger::delivery != logger::Delivery::None) WaitUntilDrained(options.directory);
 }
 
-void LogTimed(int thread, int number, Histogram& calls) {
+void LogTimed(LogCall log, int thread, int number, Histogram& calls) {
   const Order order = MakeOrder(thread, number);
   const std::int64_t before = NowNanoseconds();
-  logger::Log(order);
+  log(order);
   calls.Record(NowNanoseconds() - before);
 }
 
@@ -49,7 +51,7 @@ void MeasureBursts(const Options& options, Report& report) {
     while (NowNanoseconds() < end) {
       together.arrive_and_wait();
       for (int i = 0; i < linesOfBurst; ++i) {
-        LogTimed(thread, i, calls[static_cast<std::size_t>(thread)]);
+        LogTimed(LogOf(options), thread, i, calls[static_cast<std::size_t>(thread)]);
       }
       PassTimeUntil(NowNanoseconds() + restBetweenBursts, /*spin=*/false);
     }
@@ -67,7 +69,7 @@ void MeasureSteady(const Options& options, Report& report) {
     const std::int64_t start = NowNanoseconds();
     for (int i = 0; i < lines; ++i) {
       PassTimeUntil(start + i * period, options.spin);
-      LogTimed(thread, i, calls[0]);
+      LogTimed(LogOf(options), thread, i, calls[0]);
     }
   });
   StopAndReport(calls, report);

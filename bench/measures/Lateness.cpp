@@ -6,6 +6,7 @@
 
 #include "Callers.h"
 #include "FileWrites.h"
+#include "FromOptions.h"
 #include "Histogram.h"
 #include "Logger.h"
 #include "Measures.h"
@@ -40,7 +41,7 @@ void MeasureLateness(const Options& options, Report& report) {
   if (lines > 50000) throw std::runtime_error("so many lines would rotate the file");
   std::vector<std::int64_t> returned(lines);
   NoteFileWrites(4 * lines + 100);
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   RunCallers(1, [&](int thread) {
     const std::int64_t start = NowNanoseconds();
     const std::int64_t period = 1'000'000'000 / options.rate;

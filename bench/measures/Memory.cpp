@@ -1,5 +1,6 @@
 #include "Callers.h"
 #include "FileWrites.h"
+#include "FromOptions.h"
 #include "Logger.h"
 #include "Measures.h"
 #include "Options.h"
@@ -9,7 +10,7 @@
 void MeasureMemory(const Options& options, Report& report) {
   const std::int64_t before = ResidentKiB();
   ShutFileGate();
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   RunCallers(1, [&](int thread) {
     for (int i = 0; i < options.lines; ++i) logger::Log(MakeOrder(thread, i));
   });

@@ -3,6 +3,7 @@
 
 #include "Clock.h"
 #include "FileWrites.h"
+#include "FromOptions.h"
 #include "Logger.h"
 #include "Measures.h"
 #include "Options.h"
@@ -19,7 +20,7 @@ double Microseconds(std::int64_t from, std::int64_t to) {
 void MeasureStartStop(const Options& options, Report& report) {
   NoteFileWrites(100);
   const std::int64_t start = NowNanoseconds();
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   const std::int64_t started = NowNanoseconds();
   logger::Log(MakeOrder(0, 0));
   while (CountFileWrites() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -1,4 +1,5 @@
 #include "Callers.h"
+#include "FromOptions.h"
 #include "Logger.h"
 #include "Measures.h"
 #include "Options.h"
@@ -6,13 +7,14 @@
 #include "Report.h"
 
 void MeasureSustained(const Options& options, Report& report) {
-  logger::Start({options.directory, static_cast<std::size_t>(options.queueLines)});
+  logger::Start(SetupOf(options));
   const int linesOfEach = options.lines / options.threads;
   std::int64_t cpuBefore = 0;
+  const LogCall log = LogOf(options);
   const std::int64_t start = RunCallers(
       options.threads,
       [=](int thread) {
-        for (int i = 0; i < linesOfEach; ++i) logger::Log(MakeOrder(thread, i));
+        for (int i = 0; i < linesOfEach; ++i) log(MakeOrder(thread, i));
       },
       [&] { cpuBefore = CpuNanoseconds(); });
   const std::int64_t called = NowNanoseconds();

@@ -37,6 +37,10 @@ Options ReadOptions(int argc, char** argv) {
       options.count = std::stoi(ValueOf(argc, argv, i));
     else if (name == "--spin")
       options.spin = true;
+    else if (name == "--double")
+      options.withDouble = true;
+    else if (name == "--own-flushing")
+      options.ownFlushing = true;
     else
       throw std::runtime_error("unknown option " + name);
   }

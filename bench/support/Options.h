@@ -13,6 +13,8 @@ struct Options {
   double seconds = 1;        // --seconds
   int queueLines = 1 << 14;  // --queue
   bool spin = false;         // --spin: the caller computes between lines instead of sleeping
+  bool withDouble = false;   // --double: the message holds a floating-point number
+  bool ownFlushing = false;  // --own-flushing: lines are flushed when the library does it untold
   int count = 1;             // --count, of sub-directory keys or files
 };
 
