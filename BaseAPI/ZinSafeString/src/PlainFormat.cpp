@@ -294,11 +294,13 @@ bool PutPointer(Output& output, const Conversion& conversion, const void* value)
 #ifdef __SIZEOF_INT128__
 __extension__ using Wide = unsigned __int128;
 
-constexpr auto powersOfTen = [] {
+constexpr std::array<std::uint64_t, mostDecimals + 1> PowersOfTen() {
   std::array<std::uint64_t, mostDecimals + 1> powers{1};
   for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = 10 * powers[i - 1];
   return powers;
-}();
+}
+
+constexpr auto powersOfTen = PowersOfTen();
 
 // What stands before the point and behind it.
 struct Fixed {
