@@ -43,8 +43,10 @@ void Stop();
 void Log(const Order& order);
 void LogDouble(const Order& order);
 
-// Logs it one level below the threshold, so that no line comes of it.
+// Log it one level below the threshold, so that no line comes of it: by the call of a
+// function where the library has one, and by its macro.
 void LogFiltered(const Order& order);
+void LogFilteredByMacro(const Order& order);
 
 }  // namespace logger
 

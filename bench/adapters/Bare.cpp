@@ -53,3 +53,7 @@ void logger::LogDouble(const Order& order) {
 }
 
 void logger::LogFiltered(const Order& /*order*/) {}
+
+void logger::LogFilteredByMacro(const Order& order) {
+  LogFiltered(order);
+}

@@ -15,3 +15,7 @@ void logger::LogDouble(const Order& order) {
 void logger::LogFiltered(const Order& order) {
   asm volatile("" : : "g"(&order) : "memory");
 }
+
+void logger::LogFilteredByMacro(const Order& order) {
+  LogFiltered(order);
+}

@@ -66,3 +66,7 @@ void logger::LogDouble(const Order& order) {
 void logger::LogFiltered(const Order& order) {
   if (VLOG_IS_ON(1)) Print(LOG(INFO), order);
 }
+
+void logger::LogFilteredByMacro(const Order& order) {
+  LogFiltered(order);  // which is one
+}

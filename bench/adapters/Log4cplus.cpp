@@ -76,3 +76,7 @@ void logger::LogDouble(const Order& order) {
 void logger::LogFiltered(const Order& order) {
   LOG4CPLUS_DEBUG_FMT(instance, ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }
+
+void logger::LogFilteredByMacro(const Order& order) {
+  LogFiltered(order);  // which is one
+}

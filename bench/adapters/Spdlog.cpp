@@ -55,3 +55,7 @@ void logger::LogDouble(const Order& order) {
 void logger::LogFiltered(const Order& order) {
   SPDLOG_LOGGER_DEBUG(instance, orderFormat, ORDER_ARGUMENTS(order));
 }
+
+void logger::LogFilteredByMacro(const Order& order) {
+  LogFiltered(order);  // which is one
+}

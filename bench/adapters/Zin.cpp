@@ -1,4 +1,5 @@
 #include <ZinLogger.h>
+#include <ZinLoggerMacros.h>
 
 #include <stdexcept>
 
@@ -36,4 +37,8 @@ void logger::LogDouble(const Order& order) {
 
 void logger::LogFiltered(const Order& order) {
   instance->Log(__FILE__, __LINE__, __func__, " ", "", DEBUG, ORDER_FORMAT, ORDER_ARGUMENTS(order));
+}
+
+void logger::LogFilteredByMacro(const Order& order) {
+  ZIN_DEBUG(ORDER_FORMAT, ORDER_ARGUMENTS(order));
 }

@@ -60,7 +60,9 @@ def cases(quick):
             BACKGROUND, rounds(1, 7))
     add("memory", "500000 lines", ("--lines", 500_000, "--queue", 501_000), BACKGROUND,
         rounds(1, 3))
-    add("filtered", "call", ("--lines", 20_000_000), LIBRARIES + (EMPTY,), rounds(3, 7))
+    filtered = ("--lines", 20_000_000)
+    add("filtered", "call", filtered, LIBRARIES + (EMPTY,), rounds(3, 7))
+    add("filtered", "macro", (*filtered, "--by-macro"), LIBRARIES + (EMPTY,), rounds(3, 7))
     add("startstop", "process", (), LIBRARIES, rounds(3, 21))
     add("idle", "10 s", ("--seconds", 10), (OURS,), 1)
     for keys in KEYS:

@@ -85,7 +85,6 @@ def _lateness(summary):
 
 def _others(summary):
     memory, start = ("memory", "500000 lines"), ("startstop", "process")
-    call = ("filtered", "call")
     return ("\n### Resident memory around 500,000 queued lines, MiB\n\n"
             + _by_program(summary, BACKGROUND, [
                 ("before the start", memory, "beforeKiB", 1 / 1024),
@@ -93,7 +92,8 @@ def _others(summary):
                 ("after the drain", memory, "drainedKiB", 1 / 1024)])
             + "\n### A call below the threshold, ns\n\n"
             + _by_program(summary, LIBRARIES + (EMPTY,),
-                          [("per call", call, "nanosecondsPerCall", 1)])
+                          [(f"by {label}", ("filtered", label), "nanosecondsPerCall", 1)
+                           for label in ("call", "macro")])
             + "\n### Start and stop, µs\n\n"
             + _by_program(summary, LIBRARIES, [
                 ("start returns", start, "startMicroseconds", 1),

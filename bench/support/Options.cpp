@@ -39,6 +39,8 @@ Options ReadOptions(int argc, char** argv) {
       options.spin = true;
     else if (name == "--double")
       options.withDouble = true;
+    else if (name == "--by-macro")
+      options.byMacro = true;
     else if (name == "--own-flushing")
       options.ownFlushing = true;
     else

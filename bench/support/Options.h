@@ -15,6 +15,7 @@ struct Options {
   bool spin = false;         // --spin: the caller computes between lines instead of sleeping
   bool withDouble = false;   // --double: the message holds a floating-point number
   bool ownFlushing = false;  // --own-flushing: lines are flushed when the library does it untold
+  bool byMacro = false;      // --by-macro: the library's macro, not its function
   int count = 1;             // --count, of sub-directory keys or files
 };
 

@@ -20,9 +20,9 @@ done
 print_symbols() {
   local wideNumber='unsigned long'
   [[ $(readelf -h "$1") != *ELF32* ]] || wideNumber='unsigned long long'
-  nm -DC --defined-only "$1" | sed -E 's/^[0-9a-f]+ . //; s/@@?ZINLOGGER_[0-9]+$//' |
+  nm -DC --defined-only "$1" | sed -E 's/^[0-9a-f]+ . //; s/@@?ZINLOGGER_[0-9.]+$//' |
     sed "s/$wideNumber\([,)]\)/unsigned long\1/g" |
-    grep -vE '^ZINLOGGER_[0-9]+$' | sort -u
+    grep -vE '^ZINLOGGER_[0-9.]+$' | sort -u
 }
 
 if [[ $# -eq 2 && $1 == --print && -f $2 ]]; then
@@ -45,17 +45,23 @@ fail() {
 difference=$(diff -u "$list" <(print_symbols "$library")) ||
   fail "the exported symbols differ from $list: $difference"
 
-foreign=$(grep -vE '^(ZinLogger|ZinLoggerPrivate)::|^ZinGetCacheLog\[abi:cxx11\]\(int\)$|^ZinClearLastLog\(bool\)$' "$list") &&
+foreign=$(grep -vE '^(ZinLogger|ZinLoggerPrivate)::|^ZinGetCacheLog\[abi:cxx11\]\(int\)$|^ZinClearLastLog\(bool\)$|^ZinLogThreshold\(\)$' "$list") &&
   fail "the list holds what no one outside may use: $foreign"
 
-unversioned=$(nm -D --defined-only "$library" | grep -vE '@@ZINLOGGER_1$| A ZINLOGGER_1(@@ZINLOGGER_1)?$') &&
-  fail "symbols without the version ZINLOGGER_1: $unversioned"
+# What is asked of a version that a library does not have is told when a program is
+# loaded, so an addition may not pass for a part of the first interface.
+versioned='ZinLogThreshold[^ ]*@@ZINLOGGER_1\.1$|@@ZINLOGGER_1$| A ZINLOGGER_1(\.1)?(@@ZINLOGGER_1(\.1)?)?$'
+unversioned=$(nm -D --defined-only "$library" | grep -vE "$versioned") &&
+  fail "symbols without the version of the interface: $unversioned"
+early=$(nm -DC --defined-only "$library" | grep -E 'ZinLogThreshold.*@@ZINLOGGER_1$') &&
+  fail "an addition passes for a part of the first interface: $early"
 
 dynamic=$(readelf -dW "$library")
 [[ $dynamic == *'Library soname: [libZinLogger.so.1]'* ]] || fail "the SONAME is not libZinLogger.so.1"
 [[ $dynamic == *'Flags:'*NODELETE* ]] || fail "the NODELETE flag is missing"
-grep -qE 'Name: ZINLOGGER_1$' <<<"$(readelf -VW "$library")" ||
-  fail "the version node is not ZINLOGGER_1"
+for node in ZINLOGGER_1 ZINLOGGER_1.1; do
+  grep -qF "Name: $node" <<<"$(readelf -VW "$library")" || fail "there is no version node $node"
+done
 
 needed=$(sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p' <<<"$dynamic")
 strangers=$(grep -vxE 'libstdc\+\+\.so\.6|libm\.so\.6|libgcc_s\.so\.1|libc\.so\.6' <<<"$needed") &&

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <thread>
 
 #include "CapturedStandardError.h"
+#include "JoiningThread.h"
 #include "Scenario.h"
 #include "Text.h"
 #include "WaitUntilTrue.h"
@@ -140,17 +142,92 @@ TEST(Macros, LogWhenTheConditionHoldsAndElseLeaveTheArgumentsAlone) {
   EXPECT_EQ(arguments, 1);
 }
 
-// What a macro cannot spare: nobody tells it the threshold.
-TEST(Macros, EvaluateTheArgumentsBelowTheThreshold) {
+TEST(Macros, LeaveEverythingAloneBelowTheThreshold) {
   const ScratchDir dir;
   StartLogChannel(dir);
-  int arguments = 0;
+  int evaluated = 0;
+  const auto count = [&] { return ++evaluated; };
+  const auto name = [&] { return ++evaluated, ""; };
 
-  ZIN_DEBUG("below %d", ++arguments);
+  ZIN_DEBUG("below %d", count());
+  ZIN_DEBUG_TO(name(), "below %d", count());
+  ZIN_DEBUG_TAG(name(), "below %d", count());
+  ZIN_DEBUG_IF(count() > 0, "below %d", count());
+  ZIN_DEBUG_EVERY_N(static_cast<unsigned long>(count()), "below %d", count());
+  ZIN_DEBUG_EVERY_MS(count(), "below %d", count());
+  ZIN_LOG(static_cast<LogLevel>(5), name(), name(), "below %d", count());
   Logger().StopSystem();
 
   EXPECT_THAT(LinesFromHere(dir), IsEmpty());
-  EXPECT_EQ(arguments, 1);
+  EXPECT_EQ(evaluated, 0);
+}
+
+TEST(Macros, EvaluateALevelOnce) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+  int levels = 0;
+  const auto info = [&] { return ++levels, INFO; };
+
+  ZIN_LOG(info(), " ", "", "one");
+  ZIN_LOG_IF(info(), true, "two");
+  ZIN_LOG_EVERY_N(info(), 1, "three");
+  ZIN_LOG_EVERY_MS(info(), longInterval, "four");
+  Logger().StopSystem();
+
+  EXPECT_THAT(LinesFromHere(dir), SizeIs(4));
+  EXPECT_EQ(levels, 4);
+}
+
+TEST(Macros, FollowTheThresholdAtOnce) {
+  const ScratchDir dir;
+  const auto areOn = [] {
+    std::string text;
+    for (int level = -1; level <= 5; ++level) {
+      text += ZIN_IS_ON(static_cast<LogLevel>(level)) ? '1' : '0';
+    }
+    return text;
+  };
+  EXPECT_EQ(areOn(), "1111100") << "INFO, before anything is started";
+
+  StartLogChannel(dir, {.level = WARN});
+  EXPECT_EQ(areOn(), "1111000");
+  ZIN_INFO("below");
+  Logger().SetLogLevel(DEBUG);
+  EXPECT_EQ(areOn(), "1111110");
+  ZIN_DEBUG("passes");
+  Logger().SetLogLevel(static_cast<LogLevel>(-1));
+  EXPECT_EQ(areOn(), "1000000");
+  ZIN_FATAL("below, too");
+  EXPECT_FALSE(Logger().StartSystem("no-suffix", dir.Path().c_str(), 1, 1, ERROR, 10, true));
+  EXPECT_EQ(areOn(), "1110000") << "a refused start leaves its level";
+  ZIN_ERROR("passes as well");
+  Logger().StopSystem();
+  EXPECT_EQ(areOn(), "1110000");
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("passes", "passes as well"));
+}
+
+TEST(Macros, CountOnlyTheCallsAboveTheThreshold) {
+  const ScratchDir dir;
+  StartLogChannel(dir);
+
+  for (int i = 0; i < 6; ++i) {
+    Logger().SetLogLevel(i < 2 ? INFO : DEBUG);
+    ZIN_DEBUG_EVERY_N(3, "third %d", i);
+    ZIN_DEBUG_EVERY_MS(longInterval, "first %d", i);
+  }
+  Logger().StopSystem();
+
+  EXPECT_THAT(MessagesOf(LinesFromHere(dir)), ElementsAre("third 2", "first 2", "third 5"));
+}
+
+TEST(Macros, FollowTheThresholdFromOtherThreads) {
+  std::atomic<bool> isOver = false;
+  JoiningThread other([&] {
+    while (!isOver) ZIN_LOG_IF(DEBUG, false, "never");
+  });
+  for (int i = 0; i < 1000; ++i) Logger().SetLogLevel(i % 2 == 0 ? DEBUG : INFO);
+  isOver = true;
 }
 
 TEST(Macros, LogEveryNthCallOfEachPlace) {

@@ -36,3 +36,16 @@ for mistake in WRONG_LOG_TYPE MISSING_LOG_ARGUMENT WRONG_METRICS_TYPE MISSING_ME
     exit 1
   fi
 done
+# Nor where it is taken out; and there is then nothing left of it.
+if output=$(compile -DWRONG_MACRO -DZIN_LEVEL_FLOOR=-1); then
+  echo "compiles below the floor, although it must not" >&2
+  exit 1
+fi
+calls() {
+  LC_ALL=C "$compiler" -std=c++11 -O1 -S -o - -I "$include" "$@" "$here/macros.cpp" |
+    grep -c 'ZN9ZinLogger3LogE' || true
+}
+if [[ $(calls -DZIN_LEVEL_FLOOR=-1) -ne 0 || $(calls) -eq 0 ]]; then
+  echo "there is code for levels that were taken out, or none for the others" >&2
+  exit 1
+fi

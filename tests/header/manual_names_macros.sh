@@ -7,11 +7,13 @@ set -euo pipefail
 [[ $# -eq 2 && -f $1 && -f $2 ]] || { echo "usage: manual_names_macros.sh HEADER PAGE" >&2; exit 2; }
 
 in_header() {
-  sed -nE 's/^#define (ZIN_[A-Z_]+)\(.*/\1/p' "$1" | sed -E 's/^ZIN_(FATAL|ERROR|WARN|DEBUG)/ZIN_INFO/' | sort -u
+  sed -nE 's/^#define (ZIN_[A-Z_]+)\(.*/\1/p' "$1" | grep -v '^ZIN_INTERNAL_' |
+    sed -E 's/^ZIN_(FATAL|ERROR|WARN|DEBUG)/ZIN_INFO/' | sort -u
 }
 in_page() {
   sed -nE '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/ s/^\.Fn (ZIN_[A-Z_]+) .*/\1/p' "$1" | sort
 }
+grep -qE '^\.Li ZIN_LEVEL_FLOOR( |$)' "$2" || { echo "manual_names_macros.sh: $2 does not name ZIN_LEVEL_FLOOR" >&2; exit 1; }
 for level in FATAL ERROR WARN INFO DEBUG; do
   for name in "$level" "ZIN_LEVEL_$level"; do
     grep -qE "^\.Li $name( |\$)" "$2" || { echo "manual_names_macros.sh: $2 does not name $name" >&2; exit 1; }

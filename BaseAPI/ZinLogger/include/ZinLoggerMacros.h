@@ -12,14 +12,14 @@
 //     return 0;
 //   }
 //
-// What they are: one call of ZinLogger::Log each, with the compiler's check of
-// the format. Each is a statement and may stand alone after an if; its other
-// arguments are evaluated once.
+// What they are: a look at the threshold, and one call of ZinLogger::Log, with the
+// compiler's check of the format. Each is a statement and may stand alone after an
+// if. Below the threshold it costs less than a nanosecond, and no argument is
+// evaluated, nor does an ..._EVERY_N count; otherwise each is evaluated once. The
+// threshold is the logger's own: SetLogLevel and a start count at once.
 //
-// What they cannot do: spare a call below the threshold its arguments. The
-// logger tells nobody its level, so the arguments are evaluated, and the call
-// itself then returns. Only those of ..._IF, ..._EVERY_N and ..._EVERY_MS are
-// left alone when the line is not due.
+// Built with -DZIN_LEVEL_FLOOR=3, say, the program has no code for lines above level
+// 3 (DEBUG); format and arguments are still checked.
 //
 // All names begin with ZIN_ or Zin. Levels are named by number inside, so the
 // macros work where DEBUG or ERROR is a macro of the program. C++11 and later;
@@ -36,31 +36,43 @@
 
 // ---- Any level -------------------------------------------------------------
 
+// The highest level for which there is code.
+#ifndef ZIN_LEVEL_FLOOR
+#define ZIN_LEVEL_FLOOR 2147483647
+#endif
+
+// ZIN_IS_ON(level): whether a line of the level would pass, for work that is done
+// for such lines alone.
+#define ZIN_IS_ON(level) ZinThreshold<void>::Passes(level, ZIN_LEVEL_FLOOR)
+
 // ZIN_LOG(level, tag, subDirKey, format, ...): what the others are made of.
-#define ZIN_LOG(level, tag, subDirKey, ...)                                                \
-  ZinLogger::GetInstance()->Log(__FILE__, __LINE__, __func__, (tag), (subDirKey), (level), \
-                                __VA_ARGS__)
+#define ZIN_LOG(level, tag, subDirKey, ...)                                  \
+  do {                                                                       \
+    const LogLevel zinLevel = (level);                                       \
+    if (ZIN_IS_ON(zinLevel)) ZIN_INTERNAL_CALL(tag, subDirKey, __VA_ARGS__); \
+  } while (false)
 
 // ZIN_LOG_IF(level, condition, format, ...): a line if the condition holds.
-#define ZIN_LOG_IF(level, condition, ...)                  \
-  do {                                                     \
-    if (condition) ZIN_LOG((level), " ", "", __VA_ARGS__); \
+#define ZIN_LOG_IF(level, condition, ...)                                            \
+  do {                                                                               \
+    const LogLevel zinLevel = (level);                                               \
+    if (ZIN_IS_ON(zinLevel) && (condition)) ZIN_INTERNAL_CALL(" ", "", __VA_ARGS__); \
   } while (false)
 
 // ZIN_LOG_EVERY_N(level, n, format, ...): the first call that comes here, and
 // every n-th after it, from whatever threads. 0 never logs.
-#define ZIN_LOG_EVERY_N(level, n, ...)                                \
-  do {                                                                \
-    static ZinEveryNth zinEveryNth;                                   \
-    if (zinEveryNth.IsDue(n)) ZIN_LOG((level), " ", "", __VA_ARGS__); \
+#define ZIN_LOG_EVERY_N(level, n, ...)                    \
+  do {                                                    \
+    static ZinEveryNth zinEveryNth;                       \
+    ZIN_LOG_IF(level, zinEveryNth.IsDue(n), __VA_ARGS__); \
   } while (false)
 
 // ZIN_LOG_EVERY_MS(level, milliseconds, format, ...): the first call that comes
 // here, and then at most one per interval, from whatever threads.
-#define ZIN_LOG_EVERY_MS(level, milliseconds, ...)                                      \
-  do {                                                                                  \
-    static ZinOncePerInterval zinOncePerInterval;                                       \
-    if (zinOncePerInterval.IsDue(milliseconds)) ZIN_LOG((level), " ", "", __VA_ARGS__); \
+#define ZIN_LOG_EVERY_MS(level, milliseconds, ...)                          \
+  do {                                                                      \
+    static ZinOncePerInterval zinOncePerInterval;                           \
+    ZIN_LOG_IF(level, zinOncePerInterval.IsDue(milliseconds), __VA_ARGS__); \
   } while (false)
 
 // ---- By level --------------------------------------------------------------
@@ -124,6 +136,38 @@
 #define ZIN_METRICS(...) ZinLogger::GetInstance()->Metrics(__VA_ARGS__)
 
 // ---- What the macros are made of ---------------------------------------------
+
+// Not for use by programs.
+#define ZIN_INTERNAL_CALL(tag, subDirKey, ...)                                              \
+  ZinLogger::GetInstance()->Log(__FILE__, __LINE__, __func__, (tag), (subDirKey), zinLevel, \
+                                __VA_ARGS__)
+
+// Where the logger keeps its threshold. Builds the logger if nobody has. The pointer
+// stays good until the process has ended. Any thread; read what it points to as
+// ZinThreshold does, for it may change at any time.
+//
+// A function, for a program that is linked without PIC would get a copy of a variable.
+ZIN_LOGGER_API const LogLevel* ZinLogThreshold() noexcept;
+
+// A template, for C++11 has no other variable that a header can define.
+template <typename Unused>
+class ZinThreshold {
+ public:
+  static bool Passes(LogLevel level, int floor) noexcept {
+    if (level > floor) return false;
+    // Static objects may log before the pointer is there: the logger then decides.
+    if (place == nullptr) return true;
+    LogLevel threshold;
+    __atomic_load(place, &threshold, __ATOMIC_RELAXED);
+    return level <= threshold;
+  }
+
+ private:
+  static const LogLevel* const place;
+};
+
+template <typename Unused>
+const LogLevel* const ZinThreshold<Unused>::place = ZinLogThreshold();
 
 // Counts calls. Thread-safe; each place of a program has one of its own.
 class ZinEveryNth {

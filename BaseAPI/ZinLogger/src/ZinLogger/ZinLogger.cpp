@@ -7,7 +7,20 @@
 #include "AtFork.h"
 #include "PlainField.h"
 #include "StartChecks.h"
+#include "ZinLoggerMacros.h"
 #include "ZinLoggerPrivate.h"
+
+namespace {
+
+// Of the facade, also when that has given it up.
+ZinLoggerPrivate* stateForThreshold = nullptr;
+
+}  // namespace
+
+const LogLevel* ZinLogThreshold() noexcept {
+  (void)ZinLogger::GetInstance();
+  return &stateForThreshold->logLevel;
+}
 
 ZinLogger* ZinLogger::GetInstance() noexcept {
   static ZinLogger instance;
@@ -20,6 +33,7 @@ ZinLogger::ZinLogger() : d(nullptr) {
   // wait for this object to be built.
   alignas(ZinLoggerPrivate) static std::byte memory[sizeof(ZinLoggerPrivate)];
   d = new (memory) ZinLoggerPrivate;
+  stateForThreshold = d;
   SetStateForFork(d);
 }
 
