@@ -416,7 +416,11 @@ locale_t LocaleWithComma() {
   (void)RunProgram(
       {"localedef", "-c", "--no-archive", "-i", directory / "source", directory / "comma"});
   setenv("LOCPATH", directory.Path().c_str(), 1);
-  return newlocale(LC_ALL_MASK, "comma", nullptr);
+  // Not newlocale: that forgets the memory of the path.
+  if (std::setlocale(LC_ALL, "comma") == nullptr) return nullptr;
+  const locale_t comma = duplocale(LC_GLOBAL_LOCALE);
+  (void)std::setlocale(LC_ALL, "C");
+  return comma;
 }
 
 TEST(PlainFormat, LeavesTheCommaOfALocaleToTheCLibrary) {
