@@ -13,6 +13,7 @@
 
 #include "Children.h"
 #include "Probe.h"
+#include "Sanitizers.h"
 
 // first_use_probe account|process-name|record|logger <directory>
 //
@@ -90,6 +91,7 @@ __attribute__((visibility("default"))) ssize_t readlink(const char* path, char* 
   return syscall(SYS_readlink, path, target, size);
 }
 
+#ifndef ZIN_TEST_THREAD_SANITIZER
 // Says that an object that is built on first use is there.
 __attribute__((visibility("default"))) void __cxa_guard_release(  // NOLINT: the language's name
     __cxxabiv1::__guard* guard) noexcept {
@@ -97,6 +99,7 @@ __attribute__((visibility("default"))) void __cxa_guard_release(  // NOLINT: the
   using Function = void (*)(__cxxabiv1::__guard*);
   reinterpret_cast<Function>(dlsym(RTLD_NEXT, "__cxa_guard_release"))(guard);
 }
+#endif
 }
 
 int main(int argc, char** argv) {
