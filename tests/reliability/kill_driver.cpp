@@ -2,9 +2,10 @@
 // kills the process. Slots 0 to 3 of the ledger: records that the log call has
 // taken, per thread, counted after it returned.
 //
-// paced: no more than mostOutstanding records are on their way at once, and the
-// queue has room for exactly these (and the library's own line), so that the
-// loss of a kill is bounded by its size. free: as fast as it goes, with a
+// paced: no more than mostOutstanding records are on their way at once, which
+// bounds the loss of a kill. The queue has room for twice as many (and the library's
+// own line): lines that are seen in the file may count as waiting until the worker
+// has come back from the kernel. free: as fast as it goes, with a
 // rotation every few thousand lines.
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,7 +66,7 @@ int main(int argc, char** argv) {
   LogSettings settings;
   // Some more for the line that the library writes about a missing account: it
   // makes the file longer than the records, so pacing errs by its length.
-  if (isPaced) settings.queueCapacity = threadCount * mostOutstandingPerThread + 8;
+  if (isPaced) settings.queueCapacity = 2 * threadCount * mostOutstandingPerThread + 8;
   if (!isPaced) settings.fileSizeMiB = 1;
   StartLogWith(dir, settings);
   const std::string pacedBy = isPaced ? dir + "/app.log" : std::string();

@@ -8,7 +8,7 @@ import time
 
 from harness import LedgerView, Tally, count_of, damage, gaps_of
 
-CAPACITY = 408  # of kill_driver's paced queue
+ON_THEIR_WAY = 408  # lines of kill_driver at most, and the library's own
 THREADS = 4
 
 
@@ -39,8 +39,8 @@ def kill_once(stage, manner, delay):
     gaps = sum(gaps_of(account, f"0.{i}") for i in range(THREADS))
     if not problem and gaps:
         problem = f"{gaps} lines missing before the tail: {account['streams']}"
-    if not problem and manner == "paced" and lost > CAPACITY + 1:
-        problem = f"{lost} lines lost, the queue holds {CAPACITY}"
+    if not problem and manner == "paced" and lost > ON_THEIR_WAY + 1:
+        problem = f"{lost} lines lost, {ON_THEIR_WAY} were on their way"
     stage.remove(where)
     return problem, lost
 
@@ -48,7 +48,7 @@ def kill_once(stage, manner, delay):
 def rows(stage):
     choice = random.Random(20)
     for manner, text, allowed in (
-            ("paced", f"kill -9, 4 threads, queue of {CAPACITY}", f"at the tail, {CAPACITY + 1} a run"),
+            ("paced", f"kill -9, 4 threads, {ON_THEIR_WAY} lines on their way", f"at the tail, {ON_THEIR_WAY + 1} a run"),
             ("free", "kill -9, 4 threads, unbounded queue, rotating", "at the tail, what is queued")):
         tally = Tally(text, allowed)
         most = 0
