@@ -144,6 +144,8 @@ ZIN_PATH_CALL(readlink, ssize_t, -1, (const char* path, char* target, std::size_
 
 // A start makes the directory of the metrics channel on the caller's thread.
 extern "C" int mkdir(const char* path, mode_t mode) noexcept {
+  // A sanitizer's runtime makes the folder of its reports before dlsym can be called.
+  if (!isBegun.load()) return mkdirat(AT_FDCWD, path, mode);
   ZIN_NEXT(mkdir);
   return Fails(gettid() == getpid() ? "start_mkdir" : "mkdir", path) ? -1 : next(path, mode);
 }
